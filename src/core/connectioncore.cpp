@@ -1,0 +1,294 @@
+#include "core/connectioncore.h"
+
+#include <QMutexLocker>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QVarLengthArray>
+
+#include "core/threadconnections.h"
+#include "tool/tessarktool.h"
+
+namespace Tessark {
+namespace {
+
+// Column names of a result, first of two same-named columns winning.
+struct Columns
+{
+    QVarLengthArray<int, 32> index;
+    QVarLengthArray<QString, 32> name;
+
+    explicit Columns(const QSqlRecord& record)
+    {
+        for (int i = 0; i < record.count(); ++i) {
+            const QString field = record.fieldName(i);
+            if (std::find(name.cbegin(), name.cend(), field) != name.cend())
+                continue;
+            index.append(i);
+            name.append(field);
+        }
+    }
+
+    Row read(const QSqlQuery& query) const
+    {
+        Row row;
+        row.reserve(int(name.size()));
+        for (int i = 0; i < name.size(); ++i)
+            row.insert(name[i], query.value(index[i]));
+        return row;
+    }
+};
+
+} // namespace
+
+ConnectionCore::ConnectionCore(const ConnectionTraits& traits)
+    : m_traits(traits)
+    , m_connectionName(QLatin1String(traits.initialName))
+{
+}
+
+ConnectionCore::~ConnectionCore()
+{
+    // Untagged ("default") connections are shared process-wide and outlive their objects.
+    if (!m_connectionName.contains(QLatin1String("default")))
+        ThreadConnections::removeAll(m_connectionName);
+}
+
+void ConnectionCore::setIdentity(const QString& connectionName, const QString& sign)
+{
+    m_connectionName = connectionName;
+    m_sign = sign;
+}
+
+QString ConnectionCore::message(Step step) const
+{
+    const QString db = QLatin1String(m_traits.displayName);
+    switch (step) {
+    case Step::Connect:
+        return QStringLiteral("连接%1数据库失败 错误信息：\n").arg(db);
+    case Step::Open:
+        return QStringLiteral("打开%1数据库失败 错误信息：\n").arg(db);
+    case Step::Execute:
+        return QStringLiteral("%1执行SQL语出出错 错误信息：\n").arg(db);
+    case Step::Query:
+        return QStringLiteral("%1查询出错 错误信息：\n").arg(db);
+    case Step::QueryFirst:
+        return QStringLiteral("%1查询首行出错 错误信息：\n").arg(db);
+    case Step::QueryRow:
+        return QStringLiteral("%1查询行数出错 错误信息：\n").arg(db);
+    }
+    return QString();
+}
+
+void ConnectionCore::log(const QString& message) const
+{
+    TessarkTool::WriteLog(message);
+}
+
+// One entry per failure: the statement's own error first, else the connection's.
+void ConnectionCore::report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const
+{
+    QString text = statementError.text();
+    if (text.trimmed().isEmpty())
+        text = db.lastError().text();
+    if (!text.trimmed().isEmpty())
+        log(message(step) + text);
+}
+
+bool ConnectionCore::InitConnect()
+{
+    if (!checkTarget())
+        return false;
+    const QString name = ThreadConnections::nameForCurrentThread(m_connectionName);
+    QSqlDatabase db;
+    if (QSqlDatabase::contains(name)) {
+        db = QSqlDatabase::database(name, false);
+    } else {
+        db = QSqlDatabase::addDatabase(QLatin1String(m_traits.driver), name);
+        configure(db);
+    }
+    const QString error = db.lastError().text();
+    if (!error.trimmed().isEmpty())
+        log(message(Step::Connect) + error);
+    return open(db);
+}
+
+bool ConnectionCore::open(QSqlDatabase& db)
+{
+    const bool ok = db.isOpen() || db.open();
+    if (!ok)
+        log(message(Step::Open) + db.lastError().text());
+    emit OpenEvent(ok, m_traits.type);
+    return ok;
+}
+
+// Every executing call registers its thread's connection first; empty input
+// then stops it. A failed first connect has been logged once already.
+bool ConnectionCore::prepare(bool emptyInput, QSqlDatabase& db)
+{
+    const QString name = ThreadConnections::nameForCurrentThread(m_connectionName);
+    if (!QSqlDatabase::contains(name)) {
+        const bool connected = InitConnect();
+        if (emptyInput || !connected)
+            return false;
+        db = QSqlDatabase::database(name, false);
+        return true;
+    }
+    if (emptyInput)
+        return false;
+    db = QSqlDatabase::database(name, false);
+    return open(db);
+}
+
+bool ConnectionCore::Execution(QString sql)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(sql.isEmpty(), db))
+        return false;
+    if (!db.transaction()) {
+        report(Step::Execute, QSqlError(), db);
+        return false;
+    }
+    bool ok;
+    {
+        QSqlQuery query(db);
+        ok = query.exec(sql);
+        if (!ok)
+            report(Step::Execute, query.lastError(), db);
+    }
+    if (ok && !db.commit()) {
+        report(Step::Execute, QSqlError(), db);
+        db.rollback();
+        return false;
+    }
+    if (!ok)
+        db.rollback();
+    return ok;
+}
+
+bool ConnectionCore::ExecutionList(QStringList sqls, bool continueOnError)
+{
+    return runBatch(sqls, nullptr, nullptr, continueOnError);
+}
+
+bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* idQueries,
+                              QList<QVariant>* ids, bool continueOnError)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(sqls.isEmpty(), db))
+        return false;
+    if (!db.transaction()) {
+        // Nothing ran, so the batch must not look successful.
+        if (ids && m_traits.idBatchBeginFailure)
+            log(QString::fromUtf8(m_traits.idBatchBeginFailure) + db.lastError().text());
+        else
+            report(Step::Execute, QSqlError(), db);
+        return false;
+    }
+
+    bool result = true;
+    int succeeded = 0;
+    int executed = 0;
+    {
+        QSqlQuery query(db);
+        for (const QString& sql : sqls) {
+            if (!result && !continueOnError)
+                break;
+            const bool ok = query.exec(sql);
+            result = ok;
+            if (ok)
+                ++succeeded;
+            if (ids) {
+                QVariant id(0);
+                if (ok && idQueries && executed < idQueries->size()) {
+                    const FieldPair& pair = idQueries->at(executed);
+                    id = firstRow(db, pair.second, Step::QueryFirst).value(pair.first).toInt();
+                }
+                ids->append(id);
+            }
+            ++executed;
+            if (!ok)
+                report(Step::Execute, query.lastError(), db);
+        }
+    }
+
+    const bool keep = (continueOnError && succeeded > 0) || succeeded == sqls.size();
+    if (keep && !db.commit()) {
+        report(Step::Execute, QSqlError(), db);
+        db.rollback();
+        return false;
+    }
+    if (!keep)
+        db.rollback();
+    return result;
+}
+
+RowList ConnectionCore::Query(QString sql)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(sql.isEmpty(), db))
+        return RowList();
+    RowList rows;
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    if (!query.exec(sql)) {
+        report(Step::Query, query.lastError(), db);
+        return rows;
+    }
+    if (query.isSelect()) {
+        const Columns columns(query.record());
+        while (query.next())
+            rows.append(columns.read(query));
+    }
+    if (query.lastError().isValid())
+        report(Step::Query, query.lastError(), db);
+    return rows;
+}
+
+Row ConnectionCore::firstRow(QSqlDatabase& db, const QString& sql, Step step)
+{
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    if (!query.exec(sql)) {
+        report(step, query.lastError(), db);
+        return Row();
+    }
+    if (!query.isSelect() || !query.next())
+        return Row();
+    return Columns(query.record()).read(query);
+}
+
+Row ConnectionCore::QueryFirst(QString sql)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(sql.isEmpty(), db))
+        return Row();
+    return firstRow(db, sql, Step::QueryFirst);
+}
+
+int ConnectionCore::QueryRow(QString sql)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(sql.isEmpty(), db))
+        return 0;
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    if (!query.exec(sql)) {
+        report(Step::QueryRow, query.lastError(), db);
+        return 0;
+    }
+    return query.next() ? query.value(0).toInt() : 0;
+}
+
+void ConnectionCore::Close()
+{
+    ThreadConnections::removeAll(m_connectionName);
+}
+
+} // namespace Tessark

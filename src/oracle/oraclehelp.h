@@ -1,0 +1,21 @@
+#ifndef TESSARK_ORACLE_ORACLEHELP_H
+#define TESSARK_ORACLE_ORACLEHELP_H
+
+#include "core/serverconnection.h"
+
+class BRELVANSHARED_EXPORT OracleHelp : public Tessark::ServerConnection
+{
+    Q_OBJECT
+public:
+    OracleHelp();
+
+    bool InsertList(QStringList sqls, bool continueOnError) { return ExecutionList(sqls, continueOnError); }
+
+    // The address folded into the database name: "host:port/service".
+    QString connectDatabaseName() const;
+
+protected:
+    void configure(QSqlDatabase& db) const override;
+};
+
+#endif // TESSARK_ORACLE_ORACLEHELP_H

@@ -1,0 +1,7 @@
+#include "postgresql/postgresqlhelp.h"
+
+namespace {
+const Tessark::ConnectionTraits backend = {"QPSQL", "PostgreSQL", 0, "defaultPostgreSQL", nullptr};
+}
+
+PostgreSQLHelp::PostgreSQLHelp() : ServerConnection(backend) {}

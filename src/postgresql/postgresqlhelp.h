@@ -1,0 +1,15 @@
+#ifndef TESSARK_POSTGRESQL_POSTGRESQLHELP_H
+#define TESSARK_POSTGRESQL_POSTGRESQLHELP_H
+
+#include "core/serverconnection.h"
+
+class BRELVANSHARED_EXPORT PostgreSQLHelp : public Tessark::ServerConnection
+{
+    Q_OBJECT
+public:
+    PostgreSQLHelp();
+
+    bool InsertList(QStringList sqls, bool continueOnError) { return ExecutionList(sqls, continueOnError); }
+};
+
+#endif // TESSARK_POSTGRESQL_POSTGRESQLHELP_H

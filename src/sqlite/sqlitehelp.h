@@ -1,0 +1,32 @@
+#ifndef TESSARK_SQLITE_SQLITEHELP_H
+#define TESSARK_SQLITE_SQLITEHELP_H
+
+#include "core/connectioncore.h"
+
+// One named connection to one SQLite file. All work on a file path is
+// serialised across objects and threads by that path's mutex.
+class BRELVANSHARED_EXPORT SQLiteHelp : public Tessark::ConnectionCore
+{
+    Q_OBJECT
+public:
+    SQLiteHelp();
+
+    void InitInfo(QString path, QString connectTag);
+
+    using ConnectionCore::ExecutionList;
+    bool ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
+                       bool continueOnError);
+    bool InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
+                    bool continueOnError);
+
+protected:
+    bool checkTarget() override;
+    void configure(QSqlDatabase& db) const override;
+    QMutex* workMutex() const override { return m_fileMutex; }
+
+private:
+    QString m_path;
+    QMutex* m_fileMutex = nullptr;
+};
+
+#endif // TESSARK_SQLITE_SQLITEHELP_H
