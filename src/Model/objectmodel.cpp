@@ -1,0 +1,5 @@
+#include "Model/objectmodel.h"
+
+ObjectModel::ObjectModel() : QObject(nullptr) {}
+
+ObjectModel::~ObjectModel() = default;

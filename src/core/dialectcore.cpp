@@ -1,0 +1,296 @@
+#include "core/dialectcore.h"
+
+#include <QDateTime>
+#include <QMutexLocker>
+
+#include "Model/objectmodel.h"
+#include "core/connectioncore.h"
+#include "core/propertyplan.h"
+
+namespace Tessark {
+
+DialectCore::DialectCore(const DialectTraits& traits, ConnectionCore& connection)
+    : m_dialect(traits)
+    , m_connection(connection)
+{
+}
+
+DialectCore::~DialectCore() = default;
+
+void DialectCore::Close()
+{
+    QMutexLocker locker(&m_executionLock);
+    m_connection.Close();
+}
+
+QString DialectCore::GetSign() const
+{
+    return m_connection.GetSign();
+}
+
+QString DialectCore::ContainsColumn(QStringList columns, QString name) const
+{
+    return PropertyPlan::containsColumn(columns, name);
+}
+
+QString DialectCore::table(const QString& name) const
+{
+    return m_dialect.quoteTables ? QLatin1Char('"') + name + QLatin1Char('"') : name;
+}
+
+QString DialectCore::column(const QString& name) const
+{
+    return m_dialect.quoteColumns ? QLatin1Char('"') + name + QLatin1Char('"') : name;
+}
+
+// A value never leaves its quotes: the quote (and where it escapes, the backslash) is doubled.
+QString DialectCore::quoted(const QString& value) const
+{
+    QString text = value;
+    if (m_dialect.escapeBackslash && text.contains(QLatin1Char('\\')))
+        text.replace(QLatin1Char('\\'), QLatin1String("\\\\"));
+    if (text.contains(QLatin1Char('\'')))
+        text.replace(QLatin1Char('\''), QLatin1String("''"));
+    return QLatin1Char('\'') + text + QLatin1Char('\'');
+}
+
+SqlValue DialectCore::dateTimeValue(const QVariant& value) const
+{
+    return {value.toString(), false};
+}
+
+SqlValue DialectCore::render(const QVariant& value) const
+{
+    if (value.userType() == QMetaType::QDateTime)
+        return dateTimeValue(value);
+    return {value.toString(), false};
+}
+
+void DialectCore::appendValue(QString& sql, const SqlValue& value) const
+{
+    sql += value.literal ? value.text : quoted(value.text);
+}
+
+QString DialectCore::GetInsertSql(QString tableName, QStringList columns, ObjectModel* obj, QString key,
+                                  bool generatedKey, QStringList excluded)
+{
+    QString names;
+    QString values;
+    if (obj) {
+        const auto plan = PropertyPlan::get(obj->metaObject(), columns);
+        const QString lowerKey = key.toLower();
+        for (const PropertyPlan::Column& c : plan->matched) {
+            if (excluded.contains(c.column))
+                continue;
+            if (generatedKey && c.lowerColumn == lowerKey)
+                continue;
+            names += column(c.column) + QLatin1Char(',');
+            appendValue(values, render(c.property.read(obj)));
+            values += QLatin1Char(',');
+        }
+    }
+    names.chop(1);
+    values.chop(1);
+    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
+                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
+    if (m_dialect.returningKey)
+        sql += QLatin1String(" RETURNING ") + key;
+    return sql;
+}
+
+QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<FieldPair> fields,
+                                  QString key, bool generatedKey)
+{
+    QString names;
+    QString values;
+    const QString lowerKey = key.toLower();
+    for (const FieldPair& field : qAsConst(fields)) {
+        const QString c = ContainsColumn(columns, field.first);
+        if (c.isEmpty())
+            continue;
+        if (generatedKey && field.first.toLower() == lowerKey)
+            continue;
+        names += column(c) + QLatin1Char(',');
+        values += quoted(field.second) + QLatin1Char(',');
+    }
+    names.chop(1);
+    values.chop(1);
+    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
+                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
+    if (m_dialect.returningKey)
+        sql += QLatin1String(" RETURNING ") + key;
+    else if (m_dialect.fieldInsertTrailingBlank)
+        sql += QLatin1Char(' ');
+    return sql;
+}
+
+QString DialectCore::updateHead(const QString& tableName) const
+{
+    return QLatin1String("UPDATE ") + table(tableName) + QLatin1String(" set ");
+}
+
+QString DialectCore::GetUpdateSql(QString tableName, QStringList columns, ObjectModel* obj, QString key)
+{
+    QString sql = updateHead(tableName);
+    QString keyValue;
+    if (obj) {
+        const auto plan = PropertyPlan::get(obj->metaObject(), columns);
+        const QString lowerKey = key.toLower();
+        const PropertyPlan::Column* keyColumn = nullptr;
+        for (const PropertyPlan::Column& c : plan->matched) {
+            if (c.isObjectName)
+                continue;
+            sql += column(c.column) + QLatin1String(" = ");
+            appendValue(sql, render(c.property.read(obj)));
+            sql += QLatin1Char(',');
+            if (c.lowerName == lowerKey)
+                keyColumn = &c;
+        }
+        if (keyColumn)
+            keyValue = keyColumn->property.read(obj).toString();
+    }
+    sql.chop(1);
+    return sql + QLatin1String(m_dialect.objectUpdateWhere) + column(key) + QLatin1Char('=')
+           + quoted(keyValue);
+}
+
+QString DialectCore::GetUpdateSqlByKey(QString tableName, QString key, QStringList columns, ObjectModel* obj)
+{
+    QString sql = updateHead(tableName);
+    QString keyValue;
+    if (obj) {
+        const auto plan = PropertyPlan::get(obj->metaObject(), columns);
+        const QString lowerKey = key.toLower();
+        // The key may be any property, column or not.
+        const int keyIndex = plan->lowerProperties.lastIndexOf(lowerKey);
+        for (const PropertyPlan::Column& c : plan->matched) {
+            if (c.isObjectName)
+                continue;
+            sql += column(c.column) + QLatin1String(" = ");
+            appendValue(sql, render(c.property.read(obj)));
+            sql += QLatin1Char(',');
+        }
+        if (keyIndex >= 0)
+            keyValue = plan->meta->property(keyIndex).read(obj).toString();
+    }
+    sql.chop(1);
+    return sql + QLatin1String(" where ") + column(ContainsColumn(columns, key)) + QLatin1Char('=')
+           + quoted(keyValue) + QLatin1Char(' ');
+}
+
+QString DialectCore::GetUpdateSql(QString tableName, QString key, QStringList columns, QList<FieldPair> fields)
+{
+    QString sql = updateHead(tableName);
+    QString keyValue;
+    const QString lowerKey = key.toLower();
+    for (const FieldPair& field : qAsConst(fields)) {
+        const QString c = ContainsColumn(columns, field.first);
+        if (c.isEmpty())
+            continue;
+        sql += column(c) + QLatin1String(" = ") + quoted(field.second) + QLatin1Char(',');
+        if (field.first.toLower() == lowerKey)
+            keyValue = field.second;
+    }
+    sql.chop(1);
+    const QString keyName = m_dialect.fieldUpdateKeyUpper ? key.toUpper() : lowerKey;
+    return sql + QLatin1String(" where ") + column(keyName) + QLatin1Char('=') + quoted(keyValue);
+}
+
+QString DialectCore::GetDeleteSql(QString tableName, QString key, QVariant value)
+{
+    return GetDeleteAllSql(tableName) + QLatin1String("where ") + column(key) + QLatin1Char('=')
+           + quoted(value.toString());
+}
+
+QString DialectCore::GetDeleteSql(QString tableName, QString key, QList<FieldPair> fields)
+{
+    QString value;
+    const QString lowerKey = key.toLower();
+    for (const FieldPair& field : qAsConst(fields)) {
+        if (field.first.toLower() == lowerKey) {
+            value = field.second;
+            break;
+        }
+    }
+    QString sql = GetDeleteAllSql(tableName) + QLatin1String("where ") + column(key) + QLatin1Char('=');
+    if (!m_dialect.quoteFieldDeleteValue)
+        return sql + value; // the caller's own SQL literal, by design
+    return sql + QLatin1Char('"') + QString(value).replace(QLatin1Char('"'), QLatin1String("\"\""))
+           + QLatin1Char('"');
+}
+
+QString DialectCore::GetDeleteAllSql(QString tableName)
+{
+    return QLatin1String("DELETE FROM ") + table(tableName) + QLatin1Char(' ');
+}
+
+QString DialectCore::GetQuerySql(QString tableName)
+{
+    return QLatin1String("select * from ") + table(tableName) + QLatin1Char(' ');
+}
+
+QString DialectCore::GetQueryIndexSql(QString tableName, int offset, int count)
+{
+    return QLatin1String("select * from ") + table(tableName) + QLatin1String(" t LIMIT ")
+           + QString::number(count) + QLatin1String(" OFFSET ") + QString::number(offset)
+           + QLatin1Char(' ');
+}
+
+QString DialectCore::GetQueryRowSql(QString tableName)
+{
+    return QLatin1String("select COUNT(*) as rowCount from ") + table(tableName) + QLatin1Char(' ');
+}
+
+RowList DialectCore::catalogue(const QString& sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.Query(sql);
+}
+
+DialectCore::SchemaTables DialectCore::fetchTables()
+{
+    QStringList names;
+    const QString key = QLatin1String(m_dialect.tableRowKey);
+    for (const Row& row : catalogue(tableSql()))
+        names.append(row.value(key).toString());
+    if (names.isEmpty())
+        return SchemaTables();
+    return SchemaTables{{QString(), names}};
+}
+
+void DialectCore::GetTable()
+{
+    const QString sign = GetSign();
+    {
+        QMutexLocker locker(&m_tableLock);
+        if (m_tables.contains(sign))
+            return;
+    }
+    const SchemaTables tables = fetchTables();
+    // A failed or empty read is not cached, so the next call asks again.
+    if (tables.isEmpty())
+        return;
+    QMutexLocker locker(&m_tableLock);
+    m_tables.insert(GetSign(), tables);
+}
+
+QStringList DialectCore::GetColumn(QString tableName)
+{
+    QMutexLocker locker(&m_columnLock);
+    const QString sign = GetSign();
+    const auto bySign = m_columns.constFind(sign);
+    if (bySign != m_columns.constEnd()) {
+        const QStringList cached = bySign->value(tableName);
+        if (!cached.isEmpty())
+            return cached;
+    }
+    QStringList names;
+    const QString key = QLatin1String(m_dialect.columnRowKey);
+    for (const Row& row : catalogue(columnSql(tableName)))
+        names.append(row.value(key).toString());
+    if (!names.isEmpty())
+        m_columns[sign].insert(tableName, names);
+    return names;
+}
+
+} // namespace Tessark

@@ -1,0 +1,367 @@
+#include "core/persistencecore.h"
+
+#include <QMetaProperty>
+#include <QMutexLocker>
+
+#include "Model/objectmodel.h"
+#include "core/connectioncore.h"
+#include "core/serverconnection.h"
+#include "tool/tessarktool.h"
+
+namespace Tessark {
+
+void PersistenceCore::initServer(ServerConnection& connection, const QString& host, int port,
+                                 const QString& userName, const QString& password,
+                                 const QString& databaseName, const QString& connectTag)
+{
+    QMutexLocker locker(&m_executionLock);
+    connection.InitInfo(host, port, userName, password, databaseName, connectTag);
+}
+
+bool PersistenceCore::rejectNull(const ObjectModel* obj, const char* operation) const
+{
+    if (obj)
+        return false;
+    TessarkTool::WriteLog(QStringLiteral("%1执行SQL语出出错 错误信息：\n%2: null record")
+                              .arg(QLatin1String(m_connection.traits().displayName),
+                                   QLatin1String(operation)));
+    return true;
+}
+
+bool PersistenceCore::rejectNull(const QList<ObjectModel*>& list, const char* operation) const
+{
+    for (const ObjectModel* obj : list) {
+        if (rejectNull(obj, operation))
+            return true;
+    }
+    return false;
+}
+
+bool PersistenceCore::execute(const QString& sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.Execution(sql);
+}
+
+bool PersistenceCore::executeList(const QStringList& sqls, bool continueOnError)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.ExecutionList(sqls, continueOnError);
+}
+
+bool PersistenceCore::insertBatch(const QStringList& sqls, const QList<FieldPair>& idQueries,
+                                  QList<QVariant>& ids, bool continueOnError)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.runBatch(sqls, &idQueries, &ids, continueOnError);
+}
+
+RowList PersistenceCore::lockedQuery(const QString& sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.Query(sql);
+}
+
+QString PersistenceCore::lastIdSql(const QString& key, const QString& tableName) const
+{
+    QString sql = QLatin1String(m_dialect.lastIdHead) + key;
+    if (m_dialect.lastIdNamesTable)
+        sql += QLatin1String(" FROM ") + tableName;
+    return sql;
+}
+
+// The key goes into the first property whose name matches Key ignoring case.
+void PersistenceCore::writeKey(ObjectModel* obj, const QVariant& value)
+{
+    const QMetaObject* meta = obj->metaObject();
+    for (int i = 0; i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (QString::fromLatin1(property.name()).toLower() == obj->Key.toLower()) {
+            obj->setProperty(property.name(), value);
+            return;
+        }
+    }
+}
+
+// A generated id of 0 and a one-character text key both count as failure.
+bool PersistenceCore::keyAccepted(const QVariant& value)
+{
+    return value.toInt() > 0 || value.toString().length() > 1;
+}
+
+bool PersistenceCore::InitConnect()
+{
+    return m_connection.InitConnect();
+}
+
+bool PersistenceCore::ExecuteSQL(QString sql)
+{
+    return execute(sql);
+}
+
+RowList PersistenceCore::Query(QString sql)
+{
+    return lockedQuery(sql);
+}
+
+Row PersistenceCore::QueryFirst(QString sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.QueryFirst(sql);
+}
+
+int PersistenceCore::QueryRow(QString sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.QueryRow(sql);
+}
+
+QStringList PersistenceCore::GetTableNames()
+{
+    GetTable();
+    QStringList names;
+    QMutexLocker locker(&m_tableLock);
+    for (const auto& schema : m_tables.value(GetSign()))
+        names += schema.second;
+    return names;
+}
+
+QString PersistenceCore::GetTableReal(QString name)
+{
+    const QString lower = name.toLower();
+    for (const QString& table : GetTableNames()) {
+        if (table.toLower() == lower)
+            return table;
+    }
+    return QString();
+}
+
+QStringList PersistenceCore::GetColumnNames(QString tableName)
+{
+    return GetColumn(tableName);
+}
+
+void PersistenceCore::CleanTable()
+{
+    QMutexLocker locker(&m_tableLock);
+    m_tables.remove(GetSign());
+}
+
+void PersistenceCore::CleanColumn()
+{
+    QMutexLocker locker(&m_columnLock);
+    m_columns.remove(GetSign());
+}
+
+bool PersistenceCore::Insert(ObjectModel* obj, bool generatedKey, QStringList excluded)
+{
+    if (rejectNull(obj, "Insert"))
+        return false;
+    GetTable();
+    const QString sql = GetInsertSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key,
+                                     generatedKey, excluded);
+    QVariant keyValue(0);
+    if (m_dialect.keyFromReturningRow) {
+        Row row;
+        {
+            QMutexLocker locker(&m_executionLock);
+            row = m_connection.QueryFirst(sql);
+        }
+        if (row.isEmpty())
+            return false;
+        keyValue = row.value(obj->Key);
+        writeKey(obj, keyValue);
+        return keyAccepted(keyValue);
+    }
+    {
+        QMutexLocker locker(&m_executionLock);
+        if (!m_connection.Insert(sql))
+            return false;
+        if (generatedKey) {
+            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key, obj->TableName));
+            if (row.isEmpty())
+                return false;
+            keyValue = row.value(obj->Key);
+            writeKey(obj, keyValue);
+        }
+    }
+    if (!generatedKey)
+        keyValue = obj->property(obj->Key.toUtf8().constData());
+    return keyAccepted(keyValue);
+}
+
+bool PersistenceCore::Insert(QString tableName, QList<FieldPair> fields, QString key, bool generatedKey)
+{
+    GetTable();
+    const QString sql = GetInsertSql(tableName, GetColumn(tableName), fields, key, generatedKey);
+    QMutexLocker locker(&m_executionLock);
+    if (m_dialect.keyFromReturningRow) {
+        const Row row = m_connection.QueryFirst(sql);
+        return !row.isEmpty() && keyAccepted(row.value(key));
+    }
+    if (!m_connection.Insert(sql))
+        return false;
+    if (!m_dialect.fieldInsertReadsKey)
+        return true;
+    const Row row = m_connection.QueryFirst(lastIdSql(key, tableName));
+    return keyAccepted(QVariant(row.value(key).toInt()));
+}
+
+bool PersistenceCore::InsertList(QList<ObjectModel*> list, bool generatedKey, bool continueOnError)
+{
+    if (list.isEmpty() || rejectNull(list, "InsertList"))
+        return false;
+    GetTable();
+    QStringList sqls;
+    QList<FieldPair> idQueries;
+    sqls.reserve(list.size());
+    for (ObjectModel* obj : qAsConst(list)) {
+        sqls.append(GetInsertSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key, generatedKey,
+                                 QStringList()));
+        if (generatedKey && !m_dialect.keyFromReturningRow)
+            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key, obj->TableName)));
+    }
+    if (m_dialect.keyFromReturningRow)
+        return executeList(sqls, continueOnError);
+
+    QList<QVariant> ids;
+    const bool result = insertBatch(sqls, idQueries, ids, continueOnError);
+    // Positional: the i-th id belongs to the i-th record.
+    for (int i = 0; i < list.size() && i < ids.size(); ++i)
+        writeKey(list.at(i), ids.at(i));
+    return result;
+}
+
+bool PersistenceCore::InsertList(QString tableName, QList<QList<FieldPair>> rows, QString key,
+                                 bool generatedKey, bool continueOnError)
+{
+    if (rows.isEmpty())
+        return false;
+    GetTable();
+    const QStringList columns = GetColumn(tableName);
+    QStringList sqls;
+    sqls.reserve(rows.size());
+    for (const QList<FieldPair>& row : qAsConst(rows))
+        sqls.append(GetInsertSql(tableName, columns, row, key, generatedKey));
+    if (m_dialect.keyFromReturningRow)
+        return executeList(sqls, continueOnError);
+    QList<QVariant> ids;
+    return insertBatch(sqls, QList<FieldPair>(), ids, continueOnError);
+}
+
+bool PersistenceCore::Update(ObjectModel* obj)
+{
+    if (rejectNull(obj, "Update"))
+        return false;
+    GetTable();
+    return execute(GetUpdateSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key));
+}
+
+bool PersistenceCore::Update(QString tableName, QString key, QList<FieldPair> fields)
+{
+    GetTable();
+    return execute(GetUpdateSql(tableName, key, GetColumn(tableName), fields));
+}
+
+bool PersistenceCore::UpdateByKey(ObjectModel* obj, QString keyName)
+{
+    if (rejectNull(obj, "UpdateByKey"))
+        return false;
+    GetTable();
+    return execute(GetUpdateSqlByKey(obj->TableName, keyName, GetColumn(obj->TableName), obj));
+}
+
+bool PersistenceCore::UpdateList(QList<ObjectModel*> list, bool continueOnError)
+{
+    if (list.isEmpty() || rejectNull(list, "UpdateList"))
+        return false;
+    GetTable();
+    QStringList sqls;
+    sqls.reserve(list.size());
+    for (ObjectModel* obj : qAsConst(list))
+        sqls.append(GetUpdateSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key));
+    return executeList(sqls, continueOnError);
+}
+
+bool PersistenceCore::Delete(QString tableName, QString key, QList<FieldPair> fields)
+{
+    GetTable();
+    return execute(GetDeleteSql(tableName, key, fields));
+}
+
+bool PersistenceCore::Delete(QString column, QVariant value, QString tableName)
+{
+    GetTable();
+    return execute(GetDeleteSql(tableName, column, value));
+}
+
+bool PersistenceCore::Delete(QString column, QVariant value, ObjectModel* obj)
+{
+    if (rejectNull(obj, "Delete"))
+        return false;
+    GetTable();
+    return execute(GetDeleteSql(obj->TableName, column, value));
+}
+
+bool PersistenceCore::DeleteAll(QString tableName)
+{
+    GetTable();
+    return execute(GetDeleteAllSql(tableName));
+}
+
+bool PersistenceCore::DeleteList(QList<ObjectModel*> list, bool continueOnError)
+{
+    if (list.isEmpty() || rejectNull(list, "DeleteList"))
+        return false;
+    GetTable();
+    QStringList sqls;
+    sqls.reserve(list.size());
+    for (ObjectModel* obj : qAsConst(list))
+        sqls.append(GetDeleteSql(obj->TableName, obj->Key, obj->property(obj->Key.toUtf8().constData())));
+    return executeList(sqls, m_dialect.listsContinueOnError && continueOnError);
+}
+
+bool PersistenceCore::DeleteList(QString column, QList<QVariant> values, QString tableName,
+                                 bool continueOnError)
+{
+    GetTable();
+    QStringList sqls;
+    sqls.reserve(values.size());
+    for (const QVariant& value : qAsConst(values))
+        sqls.append(GetDeleteSql(tableName, column, value));
+    return executeList(sqls, m_dialect.listsContinueOnError && continueOnError);
+}
+
+bool PersistenceCore::DeleteList(QStringList sqls, bool continueOnError)
+{
+    if (sqls.isEmpty())
+        return false;
+    return executeList(sqls, m_dialect.listsContinueOnError && continueOnError);
+}
+
+RowList PersistenceCore::Query(int offset, int count, ObjectModel* obj)
+{
+    if (rejectNull(obj, "Query"))
+        return RowList();
+    GetTable();
+    return lockedQuery(GetQueryIndexSql(obj->TableName, offset, count));
+}
+
+RowList PersistenceCore::Query(ObjectModel* obj)
+{
+    if (rejectNull(obj, "Query"))
+        return RowList();
+    GetTable();
+    return lockedQuery(GetQuerySql(obj->TableName));
+}
+
+int PersistenceCore::QueryRow(ObjectModel* obj)
+{
+    if (rejectNull(obj, "QueryRow"))
+        return 0;
+    GetTable();
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.QueryRow(GetQueryRowSql(obj->TableName));
+}
+
+} // namespace Tessark

@@ -1,0 +1,39 @@
+#include "mysql/mysqlmodel.h"
+
+namespace {
+const Tessark::DialectTraits dialect = {
+    /* quoteTables */ false,
+    /* quoteColumns */ false,
+    /* objectUpdateWhere */ " WHERE ",
+    /* fieldUpdateKeyUpper */ true,
+    /* fieldInsertTrailingBlank */ true,
+    /* returningKey */ false,
+    /* escapeBackslash */ true,
+    /* quoteFieldDeleteValue */ false,
+    /* tableRowKey */ "TABLE_NAME",
+    /* columnRowKey */ "COLUMN_NAME",
+    /* keyFromReturningRow */ false,
+    /* lastIdNamesTable */ true,
+    /* lastIdHead */ "SELECT LAST_INSERT_ID() as ",
+    /* fieldInsertReadsKey */ false,
+    /* listsContinueOnError */ true,
+};
+}
+
+MySqlModel::MySqlModel() : PersistenceCore(dialect, m_help) {}
+
+MySqlModel::~MySqlModel() = default;
+
+QString MySqlModel::GetTableSql(QString databaseName)
+{
+    return QStringLiteral("SELECT A.TABLE_NAME, A.TABLE_COMMENT FROM information_schema.tables A "
+                          "WHERE TABLE_SCHEMA='%1' ORDER BY A.TABLE_NAME ")
+        .arg(databaseName);
+}
+
+QString MySqlModel::GetColumnSql(QString databaseName, QString tableName)
+{
+    return QStringLiteral("SELECT COLUMN_NAME, COLUMN_COMMENT, COLUMN_COMMENT FROM "
+                          "information_schema.`COLUMNS` WHERE TABLE_SCHEMA='%1' AND TABLE_NAME='%2' ")
+        .arg(databaseName, tableName);
+}

@@ -1,0 +1,5 @@
+#include "mysql/mysqlquery.h"
+
+MySqlQuery::MySqlQuery() = default;
+
+MySqlQuery::~MySqlQuery() = default;

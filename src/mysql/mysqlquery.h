@@ -1,0 +1,25 @@
+#ifndef TESSARK_MYSQL_MYSQLQUERY_H
+#define TESSARK_MYSQL_MYSQLQUERY_H
+
+#include "mysql/mysqlmodel.h"
+
+// Stores, changes, deletes and reads records in a MySQL database.
+class BRELVANSHARED_EXPORT MySqlQuery : public MySqlModel
+{
+    Q_OBJECT
+public:
+    MySqlQuery();
+    ~MySqlQuery() override;
+
+    void InitInfo(QString host, int port, QString userName, QString password, QString databaseName,
+                  QString connectTag)
+    {
+        initServer(m_help, host, port, userName, password, databaseName, connectTag);
+    }
+
+    TESSARK_PERSISTENCE_OPERATIONS
+    using PersistenceCore::Delete;
+    using PersistenceCore::UpdateByKey;
+};
+
+#endif // TESSARK_MYSQL_MYSQLQUERY_H

@@ -1,0 +1,5 @@
+#include "oracle/oraclequery.h"
+
+OracleQuery::OracleQuery() = default;
+
+OracleQuery::~OracleQuery() = default;

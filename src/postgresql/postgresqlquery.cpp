@@ -1,0 +1,5 @@
+#include "postgresql/postgresqlquery.h"
+
+PostgreSQLQuery::PostgreSQLQuery() = default;
+
+PostgreSQLQuery::~PostgreSQLQuery() = default;

@@ -1,0 +1,42 @@
+#include "sqlite/sqlitemodel.h"
+
+#include <QDateTime>
+
+namespace {
+const Tessark::DialectTraits dialect = {
+    /* quoteTables */ true,
+    /* quoteColumns */ true,
+    /* objectUpdateWhere */ " where ",
+    /* fieldUpdateKeyUpper */ false,
+    /* fieldInsertTrailingBlank */ false,
+    /* returningKey */ false,
+    /* escapeBackslash */ false,
+    /* quoteFieldDeleteValue */ true,
+    /* tableRowKey */ "TableName",
+    /* columnRowKey */ "name",
+    /* keyFromReturningRow */ false,
+    /* lastIdNamesTable */ false,
+    /* lastIdHead */ "SELECT LAST_INSERT_ROWID() as ",
+    /* fieldInsertReadsKey */ true,
+    /* listsContinueOnError */ true,
+};
+}
+
+SQLiteModel::SQLiteModel() : PersistenceCore(dialect, m_help) {}
+
+SQLiteModel::~SQLiteModel() = default;
+
+QString SQLiteModel::GetColumnSql(QString tableName)
+{
+    return QStringLiteral("PRAGMA table_info('%1')").arg(tableName);
+}
+
+QString SQLiteModel::GetTableSql()
+{
+    return QStringLiteral("SELECT name as  TableName FROM sqlite_master WHERE type='table' ORDER BY name ");
+}
+
+Tessark::SqlValue SQLiteModel::dateTimeValue(const QVariant& value) const
+{
+    return {value.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")), false};
+}

@@ -1,0 +1,13 @@
+#include "sqlite/sqlitequery.h"
+
+#include <QMutexLocker>
+
+SQLiteQuery::SQLiteQuery() = default;
+
+SQLiteQuery::~SQLiteQuery() = default;
+
+void SQLiteQuery::InitInfo(QString path, QString connectTag)
+{
+    QMutexLocker locker(&m_executionLock);
+    m_help.InitInfo(path, connectTag);
+}
