@@ -159,13 +159,19 @@ bool ConnectionCore::Execution(QString sql)
             report(Step::Execute, query.lastError(), db);
     }
     if (ok && !db.commit()) {
-        report(Step::Execute, QSqlError(), db);
-        db.rollback();
+        failedCommit(db);
         return false;
     }
     if (!ok)
         db.rollback();
     return ok;
+}
+
+void ConnectionCore::failedCommit(QSqlDatabase& db)
+{
+    report(Step::Execute, QSqlError(), db);
+    if (!m_traits.failedCommitEndsTransaction)
+        db.rollback();
 }
 
 bool ConnectionCore::ExecutionList(QStringList sqls, bool continueOnError)
@@ -217,8 +223,7 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
 
     const bool keep = (continueOnError && succeeded > 0) || succeeded == sqls.size();
     if (keep && !db.commit()) {
-        report(Step::Execute, QSqlError(), db);
-        db.rollback();
+        failedCommit(db);
         return false;
     }
     if (!keep)

@@ -26,6 +26,8 @@ struct ConnectionTraits
     // Logged instead of the execution message when the id-collecting batch
     // cannot begin its transaction; null: the execution message.
     const char* idBatchBeginFailure;
+    // A failed COMMIT has already ended the transaction (no ROLLBACK to send).
+    bool failedCommitEndsTransaction;
 };
 
 // One named connection and the execute / batch / query algorithms, written
@@ -87,6 +89,7 @@ private:
     bool prepare(bool emptyInput, QSqlDatabase& db);
     bool open(QSqlDatabase& db);
     void report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const;
+    void failedCommit(QSqlDatabase& db);
     Row firstRow(QSqlDatabase& db, const QString& sql, Step step);
 
     const ConnectionTraits& m_traits;

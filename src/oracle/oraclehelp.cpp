@@ -3,7 +3,7 @@
 #include <QSqlDatabase>
 
 namespace {
-const Tessark::ConnectionTraits backend = {"QOCI", "Oracle", 1, "defaultOracle", nullptr};
+const Tessark::ConnectionTraits backend = {"QOCI", "Oracle", 1, "defaultOracle", nullptr, false};
 }
 
 OracleHelp::OracleHelp() : ServerConnection(backend) {}

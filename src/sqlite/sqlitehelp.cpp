@@ -6,7 +6,7 @@
 #include "tool/tessarktool.h"
 
 namespace {
-const Tessark::ConnectionTraits backend = {"QSQLITE", "SQLite", 2, "defaultSQLite", nullptr};
+const Tessark::ConnectionTraits backend = {"QSQLITE", "SQLite", 2, "defaultSQLite", nullptr, false};
 }
 
 SQLiteHelp::SQLiteHelp() : ConnectionCore(backend) {}
