@@ -41,6 +41,8 @@ struct Backend
     QString file;              // SQLite database file
     bool abortsOnError = false; // a failed statement aborts the open transaction
     bool collectsIds = false;   // has the id-collecting batch
+    bool foldsKeyCase = false;  // the returned key column is the folded name, not Key as spelt
+    bool quotedValueIsName = false; // "value" names a column, so the field-form DELETE cannot match
 
     // A table named name with an auto-generated integer key id and a few columns.
     QString createPersonTable(const QString& name) const
@@ -143,6 +145,8 @@ inline bool setUpBackend(Kind kind, Backend& b)
         b.type = tessarkPg_ ? 0 : 3;                                                       \
         b.abortsOnError = tessarkPg_;                                                      \
         b.collectsIds = !tessarkPg_;                                                       \
+        b.foldsKeyCase = tessarkPg_;                                                       \
+        b.quotedValueIsName = tessarkPg_;                                                  \
     } else {                                                                               \
         QVERIFY(TessarkTest::setUpBackend(TessarkTest::Kind::SQLite, b));                  \
     }

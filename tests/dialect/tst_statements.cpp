@@ -112,6 +112,7 @@ private slots:
 
         Person empty;
         empty.UserName = "x";
+        empty.born = QDateTime();
         row("sqlite invalid date is empty text", sqlite.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
             "INSERT INTO \"person\" (\"username\",\"born\") VALUES ('x','')");
         row("postgresql null date is NULL", pg.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
@@ -168,6 +169,7 @@ private slots:
         row("sqlite empty column list", sqlite.GetUpdateSql("person", {}, &p, "id"),
             "UPDATE \"person\" set where \"id\"=''");
         Person empty;
+        empty.born = QDateTime();
         row("postgresql null date", pg.GetUpdateSql("person", {"id", "born"}, &empty, "id"),
             "UPDATE person set \"id\" = '0',\"born\" = NULL where \"id\"='0'");
     }
