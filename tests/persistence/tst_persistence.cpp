@@ -362,6 +362,59 @@ private slots:
         WITH_QUERY(b, body);
     }
 
+    // Tables are found in every schema; a bare name is qualified with the first
+    // schema that holds it, as passed.
+    void postgresqlSchemas()
+    {
+        TESSARK_REQUIRE_SERVER(Server::PostgreSQL, address);
+        Backend b;
+        b.kind = Kind::PostgreSQL;
+        b.server = address;
+        const QString schema = uniqueName("s");
+        const QString both = uniqueName("both");
+        const QString only = uniqueName("only");
+        QVERIFY(b.exec("create schema " + schema));
+        QVERIFY(b.exec(b.createPersonTable(both)));
+        QVERIFY(b.exec(b.createPersonTable(schema + "." + both)));
+        QVERIFY(b.exec(b.createPersonTable(schema + "." + only)));
+        DropTables drop{b, {both}};
+
+        PostgreSQLQuery q;
+        b.init(q);
+        QCOMPARE(q.GetModelTableName(both), QStringLiteral("\"public\".\"%1\"").arg(both));
+        QCOMPARE(q.GetModelTableName(only), QStringLiteral("\"%1\".\"%2\"").arg(schema, only));
+        QCOMPARE(q.GetModelTableName(only.toUpper()), QStringLiteral("\"%1\".\"%2\"").arg(schema, only.toUpper()));
+        QCOMPARE(q.GetModelTableName("absent_table"), QStringLiteral("\"absent_table\""));
+        const QStringList names = q.GetTableNames();
+        QCOMPARE(names.count(both), 2);
+        QVERIFY(names.contains(only));
+        QVERIFY(b.exec("drop table " + schema + "." + both));
+        QVERIFY(b.exec("drop table " + schema + "." + only));
+        QVERIFY(b.exec("drop schema " + schema));
+    }
+
+    // The catalogue reads list only the connection's own database.
+    void mysqlOwnDatabaseOnly()
+    {
+        TESSARK_REQUIRE_SERVER(Server::MySQL, address);
+        Backend b;
+        b.kind = Kind::MySQL;
+        b.server = address;
+        const QString other = uniqueName("otherdb");
+        const QString mine = uniqueName("mine");
+        QVERIFY(b.exec("create database " + other));
+        struct DropDb { const Backend& b; QString d; ~DropDb() { b.exec("drop database " + d); } } dropDb{b, other};
+        QVERIFY(b.exec(b.createPersonTable(other + ".elsewhere")));
+        QVERIFY(b.exec(b.createPersonTable(mine)));
+        DropTables drop{b, {mine}};
+        MySqlQuery q;
+        b.init(q);
+        const QStringList names = q.GetTableNames();
+        QVERIFY(names.contains(mine));
+        QVERIFY(!names.contains("elsewhere"));
+        QVERIFY(q.GetColumnNames("elsewhere").isEmpty());
+    }
+
     void nullRecordsAreRefused()
     {
         LogFolder log;

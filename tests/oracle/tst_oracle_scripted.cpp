@@ -1,0 +1,232 @@
+// OracleQuery over a scripted stand-in for the QOCI driver (no Oracle server
+// or QOCI plugin exists here). The stand-in records every statement it is sent
+// and answers rows from a script, so the test sees exactly what Oracle would.
+#include <QSignalSpy>
+#include <QSqlDatabase>
+#include <QSqlDriver>
+#include <QSqlDriverCreator>
+#include <QSqlError>
+#include <QSqlField>
+#include <QSqlRecord>
+#include <QSqlResult>
+#include <QtTest>
+
+#include <functional>
+
+#include "../common/testrecords.h"
+#include "../support/tessarktest.h"
+#include "oracle/oraclequery.h"
+
+using namespace TessarkTest;
+
+namespace {
+
+struct Answer
+{
+    bool ok = true;
+    QStringList columns;
+    QList<QVariantList> rows;
+};
+
+// What the stand-in heard and how it answers.
+struct Script
+{
+    QStringList heard;
+    QString databaseName;
+    QString hostName;
+    std::function<Answer(const QString&)> answer = [](const QString&) { return Answer(); };
+};
+
+Script script;
+
+class ScriptedResult : public QSqlResult
+{
+public:
+    explicit ScriptedResult(const QSqlDriver* driver) : QSqlResult(driver) {}
+
+protected:
+    QVariant data(int i) override { return m_answer.rows.at(at()).value(i); }
+    bool isNull(int i) override { return data(i).isNull(); }
+    bool reset(const QString& sql) override
+    {
+        script.heard.append(sql);
+        m_answer = script.answer(sql);
+        setAt(QSql::BeforeFirstRow);
+        if (!m_answer.ok) {
+            setLastError(QSqlError("scripted failure", "ORA-00942", QSqlError::StatementError));
+            setActive(false);
+            return false;
+        }
+        setSelect(!m_answer.columns.isEmpty());
+        setActive(true);
+        return true;
+    }
+    bool fetch(int i) override
+    {
+        if (i < 0 || i >= m_answer.rows.size())
+            return false;
+        setAt(i);
+        return true;
+    }
+    bool fetchFirst() override { return fetch(0); }
+    bool fetchLast() override { return fetch(m_answer.rows.size() - 1); }
+    int size() override { return m_answer.rows.size(); }
+    int numRowsAffected() override { return 1; }
+    QSqlRecord record() const override
+    {
+        QSqlRecord record;
+        for (const QString& c : m_answer.columns)
+            record.append(QSqlField(c, QVariant::String));
+        return record;
+    }
+
+private:
+    Answer m_answer;
+};
+
+class ScriptedDriver : public QSqlDriver
+{
+public:
+    bool hasFeature(DriverFeature f) const override { return f == Transactions; }
+    bool open(const QString& db, const QString&, const QString&, const QString& host, int, const QString&) override
+    {
+        script.databaseName = db;
+        script.hostName = host;
+        setOpen(true);
+        setOpenError(false);
+        return true;
+    }
+    void close() override { setOpen(false); }
+    QSqlResult* createResult() const override { return new ScriptedResult(this); }
+    bool beginTransaction() override { script.heard.append("BEGIN"); return true; }
+    bool commitTransaction() override { script.heard.append("COMMIT"); return true; }
+    bool rollbackTransaction() override { script.heard.append("ROLLBACK"); return true; }
+};
+
+Answer rows(const QStringList& columns, const QList<QVariantList>& values)
+{
+    Answer a;
+    a.columns = columns;
+    a.rows = values;
+    return a;
+}
+
+const QString tablesSql = "SELECT A.TABLE_NAME, A.COMMENTS FROM USER_TAB_COMMENTS A ORDER BY A.TABLE_NAME ";
+
+// A schema with one table PERSON (id, username) and, for inserts, a returned key.
+Answer personSchema(const QString& sql, const QVariant& returnedKey)
+{
+    if (sql == tablesSql)
+        return rows({"TABLE_NAME", "COMMENTS"}, {{"PERSON", ""}});
+    if (sql.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"))
+        return rows({"TABLE_NAME", "COLUMN_NAME"}, {{"PERSON", "id"}, {"PERSON", "username"}, {"PERSON", "born"}});
+    if (sql.startsWith("INSERT") && returnedKey.isValid())
+        return rows({"id"}, {{returnedKey}});
+    if (sql.contains("FAIL"))
+        return Answer{false, {}, {}};
+    return Answer();
+}
+
+} // namespace
+
+class TestOracleScripted : public QObject
+{
+    Q_OBJECT
+
+    OracleQuery* fresh(QString tag = QString())
+    {
+        auto* q = new OracleQuery;
+        q->InitInfo("dbhost", 1521, "scott", "tiger", "ORCL", tag.isEmpty() ? uniqueName("ora") : tag);
+        return q;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        installMessageGuard();
+        QSqlDatabase::registerSqlDriver("QOCI", new QSqlDriverCreator<ScriptedDriver>);
+    }
+    void init() { script = Script(); }
+
+    void connectsWithAddressInDatabaseName()
+    {
+        std::unique_ptr<OracleQuery> q(fresh());
+        QVERIFY(q->InitConnect());
+        QCOMPARE(script.databaseName, QStringLiteral("dbhost:1521/ORCL"));
+        QCOMPARE(script.hostName, QString());
+    }
+
+    void insertReadsKeyFromReturnedRow()
+    {
+        script.answer = [](const QString& sql) { return personSchema(sql, 42); };
+        std::unique_ptr<OracleQuery> q(fresh());
+        Person p("PERSON");
+        p.UserName = "ann";
+        QVERIFY(q->Insert(&p, true, {}));
+        QCOMPARE(p.id, 42);
+        const QString insert = q->GetInsertSql("PERSON", {"id", "username", "born"}, &p, "id", true, {});
+        QCOMPARE(script.heard.last(), insert);
+        QVERIFY(insert.contains("to_date('2000-01-01 00:00:00', 'yyyy/mm/dd hh24:mi:ss')"));
+        QCOMPARE(script.heard.first(), tablesSql);
+        // An insert runs as a one-row query: no transaction around it.
+        QVERIFY(!script.heard.contains("BEGIN"));
+    }
+
+    void insertWithoutRowFails()
+    {
+        script.answer = [](const QString& sql) { return personSchema(sql, QVariant()); };
+        std::unique_ptr<OracleQuery> q(fresh());
+        Person p("PERSON");
+        p.id = 9;
+        QVERIFY(!q->Insert(&p, true, {}));
+        QCOMPARE(p.id, 9); // left unchanged
+        QVERIFY(!q->Insert("PERSON", {{"username", "x"}}, "id", true));
+        QCOMPARE(script.heard.last(), QStringLiteral("INSERT INTO \"PERSON\" (\"username\") VALUES ('x') "));
+    }
+
+    void listsAndReads()
+    {
+        script.answer = [](const QString& sql) {
+            if (sql.startsWith("select COUNT"))
+                return rows({"ROWCOUNT"}, {{3}});
+            return personSchema(sql, 5);
+        };
+        std::unique_ptr<OracleQuery> q(fresh());
+        Person a("PERSON"), b("PERSON");
+        a.id = 1;
+        b.id = 2;
+        QVERIFY(q->InsertList(QList<ObjectModel*>{&a, &b}, true, false));
+        QCOMPARE(a.id, 1); // batches read no keys back
+        QCOMPARE(b.id, 2);
+        const int begin = script.heard.indexOf("BEGIN");
+        QVERIFY(begin >= 0);
+        QCOMPARE(script.heard.mid(begin + 1, 3),
+                 (QStringList{q->GetInsertSql("PERSON", {"id", "username", "born"}, &a, "id", true, {}),
+                              q->GetInsertSql("PERSON", {"id", "username", "born"}, &b, "id", true, {}), "COMMIT"}));
+
+        script.heard.clear();
+        QVERIFY(q->Query(20, 10, &a).isEmpty());
+        QCOMPARE(script.heard.last(),
+                 QStringLiteral("Select * From (select a.*,rownum r from  (PERSON) a) where r>20 and r<=30"));
+        QCOMPARE(q->QueryRow(&a), 3);
+        QVERIFY(q->UpdateByKey(&a, "username"));
+        QCOMPARE(script.heard.at(script.heard.size() - 2),
+                 q->GetUpdateSqlByKey("PERSON", "username", {"id", "username", "born"}, &a));
+    }
+
+    // Oracle passes continueOnError on (PostgreSQL does not).
+    void deleteListContinues()
+    {
+        script.answer = [](const QString& sql) { return personSchema(sql, QVariant()); };
+        LogFolder log;
+        std::unique_ptr<OracleQuery> q(fresh());
+        QVERIFY(q->DeleteList(QStringList{"delete FAIL", "delete 2"}, true));
+        QCOMPARE(script.heard.mid(script.heard.size() - 4),
+                 (QStringList{"BEGIN", "delete FAIL", "delete 2", "COMMIT"}));
+        QVERIFY(log.messages().first().startsWith(QStringLiteral("Oracle执行SQL语出出错 错误信息：\n")));
+        QVERIFY(log.messages().first().contains("ORA-00942"));
+    }
+};
+
+TESSARK_TEST_MAIN(TestOracleScripted)
+#include "tst_oracle_scripted.moc"
