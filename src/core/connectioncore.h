@@ -69,6 +69,18 @@ protected:
 
     void setIdentity(const QString& connectionName, const QString& sign);
 
+    // The id-collecting batch; the backends that have it make it public.
+    bool ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
+                       bool continueOnError)
+    {
+        return runBatch(sqls, &idQueries, &ids, continueOnError);
+    }
+    bool InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
+                    bool continueOnError)
+    {
+        return runBatch(sqls, &idQueries, &ids, continueOnError);
+    }
+
     // The batch behind both ExecutionList forms; ids and idQueries are null in the plain form.
     bool runBatch(const QStringList& sqls, const QList<FieldPair>* idQueries,
                   QList<QVariant>* ids, bool continueOnError);

@@ -71,6 +71,21 @@ void DialectCore::appendValue(QString& sql, const SqlValue& value) const
     sql += value.literal ? value.text : quoted(value.text);
 }
 
+// names and values each end in the comma that is cut here.
+QString DialectCore::insertStatement(const QString& tableName, QString names, QString values,
+                                     const QString& key, bool fieldForm) const
+{
+    names.chop(1);
+    values.chop(1);
+    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
+                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
+    if (m_dialect.returningKey)
+        sql += QLatin1String(" RETURNING ") + key;
+    else if (fieldForm && m_dialect.fieldInsertTrailingBlank)
+        sql += QLatin1Char(' ');
+    return sql;
+}
+
 QString DialectCore::GetInsertSql(QString tableName, QStringList columns, ObjectModel* obj, QString key,
                                   bool generatedKey, QStringList excluded)
 {
@@ -89,13 +104,7 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, Object
             values += QLatin1Char(',');
         }
     }
-    names.chop(1);
-    values.chop(1);
-    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
-                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
-    if (m_dialect.returningKey)
-        sql += QLatin1String(" RETURNING ") + key;
-    return sql;
+    return insertStatement(tableName, names, values, key, false);
 }
 
 QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<FieldPair> fields,
@@ -113,15 +122,7 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<
         names += column(c) + QLatin1Char(',');
         values += quoted(field.second) + QLatin1Char(',');
     }
-    names.chop(1);
-    values.chop(1);
-    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
-                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
-    if (m_dialect.returningKey)
-        sql += QLatin1String(" RETURNING ") + key;
-    else if (m_dialect.fieldInsertTrailingBlank)
-        sql += QLatin1Char(' ');
-    return sql;
+    return insertStatement(tableName, names, values, key, true);
 }
 
 QString DialectCore::updateHead(const QString& tableName) const

@@ -10,12 +10,12 @@
 
 namespace Tessark {
 
-void PersistenceCore::initServer(ServerConnection& connection, const QString& host, int port,
-                                 const QString& userName, const QString& password,
-                                 const QString& databaseName, const QString& connectTag)
+void PersistenceCore::InitInfo(QString host, int port, QString userName, QString password,
+                               QString databaseName, QString connectTag)
 {
     QMutexLocker locker(&m_executionLock);
-    connection.InitInfo(host, port, userName, password, databaseName, connectTag);
+    if (auto* server = qobject_cast<ServerConnection*>(&m_connection))
+        server->InitInfo(host, port, userName, password, databaseName, connectTag);
 }
 
 bool PersistenceCore::rejectNull(const ObjectModel* obj, const char* operation) const

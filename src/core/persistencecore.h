@@ -18,8 +18,9 @@ protected:
     PersistenceCore(const DialectTraits& traits, ConnectionCore& connection)
         : DialectCore(traits, connection) {}
 
-    void initServer(ServerConnection& connection, const QString& host, int port, const QString& userName,
-                    const QString& password, const QString& databaseName, const QString& connectTag);
+    // The server backends' set-up; it configures the server connection this object holds.
+    void InitInfo(QString host, int port, QString userName, QString password, QString databaseName,
+                  QString connectTag);
 
     bool InitConnect();
     bool ExecuteSQL(QString sql);
@@ -88,5 +89,10 @@ private:
     using PersistenceCore::UpdateList;                                                           \
     using PersistenceCore::DeleteAll;                                                            \
     using PersistenceCore::DeleteList;
+
+// ... plus those of the server backends.
+#define TESSARK_SERVER_PERSISTENCE_OPERATIONS                                                    \
+    TESSARK_PERSISTENCE_OPERATIONS                                                               \
+    using PersistenceCore::InitInfo;
 
 #endif // TESSARK_CORE_PERSISTENCECORE_H

@@ -7,15 +7,3 @@ const Tessark::ConnectionTraits backend = {
 }
 
 MySqlHelp::MySqlHelp() : ServerConnection(backend) {}
-
-bool MySqlHelp::ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                              bool continueOnError)
-{
-    return runBatch(sqls, &idQueries, &ids, continueOnError);
-}
-
-bool MySqlHelp::InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                           bool continueOnError)
-{
-    return runBatch(sqls, &idQueries, &ids, continueOnError);
-}

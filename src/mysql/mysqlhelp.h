@@ -11,11 +11,9 @@ public:
 
     QString GetDatabaseName() const { return m_databaseName; }
 
+    // Both batch forms; InsertList is the id-collecting one.
     using ServerConnection::ExecutionList;
-    bool ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                       bool continueOnError);
-    bool InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                    bool continueOnError);
+    using ServerConnection::InsertList;
 };
 
 #endif // TESSARK_MYSQL_MYSQLHELP_H

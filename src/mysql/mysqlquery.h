@@ -11,13 +11,7 @@ public:
     MySqlQuery();
     ~MySqlQuery() override;
 
-    void InitInfo(QString host, int port, QString userName, QString password, QString databaseName,
-                  QString connectTag)
-    {
-        initServer(m_help, host, port, userName, password, databaseName, connectTag);
-    }
-
-    TESSARK_PERSISTENCE_OPERATIONS
+    TESSARK_SERVER_PERSISTENCE_OPERATIONS
     using PersistenceCore::Delete;
     using PersistenceCore::UpdateByKey;
 };

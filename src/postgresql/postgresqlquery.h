@@ -12,13 +12,7 @@ public:
     PostgreSQLQuery();
     ~PostgreSQLQuery() override;
 
-    void InitInfo(QString host, int port, QString userName, QString password, QString databaseName,
-                  QString connectTag)
-    {
-        initServer(m_help, host, port, userName, password, databaseName, connectTag);
-    }
-
-    TESSARK_PERSISTENCE_OPERATIONS
+    TESSARK_SERVER_PERSISTENCE_OPERATIONS
 
     // The trailing flag is accepted and not used.
     bool Delete(QString tableName, QString key, QList<FieldPair> fields, bool)

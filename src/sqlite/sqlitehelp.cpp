@@ -33,15 +33,3 @@ void SQLiteHelp::configure(QSqlDatabase& db) const
 {
     db.setDatabaseName(m_path);
 }
-
-bool SQLiteHelp::ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                               bool continueOnError)
-{
-    return runBatch(sqls, &idQueries, &ids, continueOnError);
-}
-
-bool SQLiteHelp::InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                            bool continueOnError)
-{
-    return runBatch(sqls, &idQueries, &ids, continueOnError);
-}

@@ -13,11 +13,9 @@ public:
 
     void InitInfo(QString path, QString connectTag);
 
+    // Both batch forms; InsertList is the id-collecting one.
     using ConnectionCore::ExecutionList;
-    bool ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                       bool continueOnError);
-    bool InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
-                    bool continueOnError);
+    using ConnectionCore::InsertList;
 
 protected:
     bool checkTarget() override;
