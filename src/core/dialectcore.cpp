@@ -130,14 +130,17 @@ QString DialectCore::updateHead(const QString& tableName) const
     return QLatin1String("UPDATE ") + table(tableName) + QLatin1String(" set ");
 }
 
-QString DialectCore::GetUpdateSql(QString tableName, QStringList columns, ObjectModel* obj, QString key)
+// The SET list of a record UPDATE, trailing comma cut, and the key's text: the
+// last column property named key ignoring case, or with anyProperty the last
+// property of that name whether it is a column or not.
+QString DialectCore::recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                                  const QString& key, bool anyProperty, QString& keyValue) const
 {
     QString sql = updateHead(tableName);
-    QString keyValue;
     if (obj) {
         const auto plan = PropertyPlan::get(obj->metaObject(), columns);
         const QString lowerKey = key.toLower();
-        const PropertyPlan::Column* keyColumn = nullptr;
+        QMetaProperty keyProperty;
         for (const PropertyPlan::Column& c : plan->matched) {
             if (c.isObjectName)
                 continue;
@@ -145,36 +148,31 @@ QString DialectCore::GetUpdateSql(QString tableName, QStringList columns, Object
             appendValue(sql, render(c.property.read(obj)));
             sql += QLatin1Char(',');
             if (c.lowerName == lowerKey)
-                keyColumn = &c;
+                keyProperty = c.property;
         }
-        if (keyColumn)
-            keyValue = keyColumn->property.read(obj).toString();
+        if (anyProperty) {
+            const int index = plan->lowerProperties.lastIndexOf(lowerKey);
+            keyProperty = index >= 0 ? plan->meta->property(index) : QMetaProperty();
+        }
+        if (keyProperty.isValid())
+            keyValue = keyProperty.read(obj).toString();
     }
     sql.chop(1);
+    return sql;
+}
+
+QString DialectCore::GetUpdateSql(QString tableName, QStringList columns, ObjectModel* obj, QString key)
+{
+    QString keyValue;
+    const QString sql = recordUpdate(tableName, columns, obj, key, false, keyValue);
     return sql + QLatin1String(m_dialect.objectUpdateWhere) + column(key) + QLatin1Char('=')
            + quoted(keyValue);
 }
 
 QString DialectCore::GetUpdateSqlByKey(QString tableName, QString key, QStringList columns, ObjectModel* obj)
 {
-    QString sql = updateHead(tableName);
     QString keyValue;
-    if (obj) {
-        const auto plan = PropertyPlan::get(obj->metaObject(), columns);
-        const QString lowerKey = key.toLower();
-        // The key may be any property, column or not.
-        const int keyIndex = plan->lowerProperties.lastIndexOf(lowerKey);
-        for (const PropertyPlan::Column& c : plan->matched) {
-            if (c.isObjectName)
-                continue;
-            sql += column(c.column) + QLatin1String(" = ");
-            appendValue(sql, render(c.property.read(obj)));
-            sql += QLatin1Char(',');
-        }
-        if (keyIndex >= 0)
-            keyValue = plan->meta->property(keyIndex).read(obj).toString();
-    }
-    sql.chop(1);
+    const QString sql = recordUpdate(tableName, columns, obj, key, true, keyValue);
     return sql + QLatin1String(" where ") + column(ContainsColumn(columns, key)) + QLatin1Char('=')
            + quoted(keyValue) + QLatin1Char(' ');
 }

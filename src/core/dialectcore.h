@@ -107,6 +107,8 @@ protected:
 
 private:
     QString updateHead(const QString& tableName) const;
+    QString recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                         const QString& key, bool anyProperty, QString& keyValue) const;
     QString insertStatement(const QString& tableName, QString names, QString values, const QString& key,
                             bool fieldForm) const;
 };
