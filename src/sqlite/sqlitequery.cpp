@@ -2,6 +2,8 @@
 
 #include <QMutexLocker>
 
+#include "schema/sqlitecreator.h"
+
 SQLiteQuery::SQLiteQuery() = default;
 
 SQLiteQuery::~SQLiteQuery() = default;
@@ -10,4 +12,9 @@ void SQLiteQuery::InitInfo(QString path, QString connectTag)
 {
     QMutexLocker locker(&m_executionLock);
     m_help.InitInfo(path, connectTag);
+}
+
+bool SQLiteQuery::CreateDatabase(CreateDatabaseModel model)
+{
+    return Tessark::createSqliteDatabase(model);
 }

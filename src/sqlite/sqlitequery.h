@@ -1,6 +1,7 @@
 #ifndef TESSARK_SQLITE_SQLITEQUERY_H
 #define TESSARK_SQLITE_SQLITEQUERY_H
 
+#include "Model/createdatabasemodel.h"
 #include "sqlite/sqlitemodel.h"
 
 // Stores, changes, deletes and reads records in a SQLite database.
@@ -16,6 +17,9 @@ public:
     TESSARK_PERSISTENCE_OPERATIONS
     using PersistenceCore::Delete;
     using PersistenceCore::UpdateByKey;
+
+    // Creates a new SQLite file from a description, replacing any file at its path.
+    bool CreateDatabase(CreateDatabaseModel model);
 };
 
 #endif // TESSARK_SQLITE_SQLITEQUERY_H
