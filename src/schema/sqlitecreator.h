@@ -4,12 +4,13 @@
 #include <QString>
 
 #include "Model/createdatabasemodel.h"
+#include "brelvan_global.h"
 
 namespace Tessark {
 
 // The statement text for one table and its index (empty when no column is indexed).
-QString createTableSql(const TableInfoModel& table);
-QString createIndexSql(const TableInfoModel& table);
+BRELVANSHARED_EXPORT QString createTableSql(const TableInfoModel& table);
+BRELVANSHARED_EXPORT QString createIndexSql(const TableInfoModel& table);
 
 // SQLite type for a Qt type name; empty when there is none.
 QString sqliteType(const QString& qtType);

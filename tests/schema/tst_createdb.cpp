@@ -1,0 +1,216 @@
+// The records and SQLite database creation from a description.
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QtTest>
+
+#include "../support/tessarktest.h"
+#include "Model/columninfomodels.h"
+#include "Model/conninfomodel.h"
+#include "schema/sqlitecreator.h"
+#include "sqlite/sqlitequery.h"
+
+Q_DECLARE_METATYPE(QList<TableInfoModel>)
+
+using namespace TessarkTest;
+
+namespace {
+
+ColumnInfoModel column(const QString& name, const QString& type, bool primary = false, bool autoIncrement = false,
+                       bool index = false, int desc = 0)
+{
+    ColumnInfoModel c;
+    c.Name = name;
+    c.Type = type;
+    c.IsPrimaryKey = primary;
+    c.IsAutoIncrement = autoIncrement;
+    c.IsIndex = index;
+    c.IsDesc = desc;
+    return c;
+}
+
+TableInfoModel table(const QString& name, const QList<ColumnInfoModel>& columns, const QString& index = QString())
+{
+    TableInfoModel t;
+    t.TableName = name;
+    t.IndexName = index;
+    t.Columns = columns;
+    return t;
+}
+
+// name -> sql of every table and index in the file, read on a connection of the test's own.
+QMap<QString, QString> schemaOf(const QString& path)
+{
+    QMap<QString, QString> result;
+    const QString name = uniqueName("inspect");
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
+        db.setDatabaseName(path);
+        if (db.open()) {
+            QSqlQuery q("select name, sql from sqlite_master where name not like 'sqlite_%'", db);
+            while (q.next())
+                result.insert(q.value(0).toString(), q.value(1).toString());
+        }
+    }
+    QSqlDatabase::removeDatabase(name);
+    return result;
+}
+
+} // namespace
+
+class TestCreateDatabase : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { installMessageGuard(); }
+
+    void records()
+    {
+        const ConnInfoModel sqlite(2, "/data/a.db", "");
+        QCOMPARE(sqlite.Type, DbType(2));
+        QCOMPARE(sqlite.Port, 0);
+        QVERIFY(sqlite.Host.isEmpty() && sqlite.UserName.isEmpty() && sqlite.Password.isEmpty());
+        QCOMPARE(sqlite.DatabaseName, QStringLiteral("/data/a.db"));
+        const ConnInfoModel server(0, "h", 5432, "u", "p", "d", "t");
+        QCOMPARE(server.Host + server.UserName + server.Password + server.DatabaseName + server.ConnectTag,
+                 QStringLiteral("hupdt"));
+        QCOMPARE(server.Port, 5432);
+
+        CreateDatabaseModel original;
+        original.Tables.append(table("t", {column("id", "int")}));
+        CreateDatabaseModel copy = original;
+        copy.Tables[0].Columns[0].Name = "changed";
+        copy.Tables[0].TableName = "u";
+        QCOMPARE(original.Tables.at(0).Columns.at(0).Name, QStringLiteral("id"));
+        QCOMPARE(original.Tables.at(0).TableName, QStringLiteral("t"));
+
+        ColumnInfoSQLiteModel info;
+        QVERIFY(info.setProperty("cid", QStringLiteral("3")));
+        QCOMPARE(info.cid, 3);
+        QVERIFY(!info.setProperty("nosuch", 1)); // becomes a dynamic property, not a column
+        QCOMPARE(info.metaObject()->indexOfProperty("nosuch"), -1);
+        ColumnInfoPostgreSQLModel pg;
+        QVERIFY(pg.setProperty("description", QStringLiteral("note")));
+        QCOMPARE(pg.description, QStringLiteral("note"));
+    }
+
+    void statementTexts_data()
+    {
+        QTest::addColumn<QList<TableInfoModel>>("tables");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("key, autoincrement and kept blanks")
+            << QList<TableInfoModel>{table("t", {column("id", "int", true, true), column("name", "QString")})}
+            << QStringList{"t=create table t(id INTEGER PRIMARY KEY AUTOINCREMENT,name TEXT  )"};
+        QTest::newRow("index over two columns")
+            << QList<TableInfoModel>{table("t", {column("a", "qint64", false, false, true, 1),
+                                                 column("b", "double", false, false, true, 0),
+                                                 column("c", "QByteArray", false, false, false, 1)}, "ix")}
+            << QStringList{"ix=create index ix ON t(a DESC,b ASC)", "t=create table t(a INTEGER  ,b DOUBLE  ,c BLOB  )"};
+        QTest::newRow("type mapping")
+            << QList<TableInfoModel>{table("m", {column("a", "quint16"), column("b", "float"), column("c", "QDateTime"),
+                                                 column("d", "QVariant")})}
+            << QStringList{"m=create table m(a INTEGER  ,b FLOAT  ,c TIMESTAMP  ,d   )"};
+    }
+    void statementTexts()
+    {
+        QFETCH(QList<TableInfoModel>, tables);
+        QFETCH(QStringList, expected);
+        QTemporaryDir dir;
+        CreateDatabaseModel model;
+        model.DatabasePath = dir.filePath("texts.db");
+        model.Tables = tables;
+        SQLiteQuery q;
+        QVERIFY(q.CreateDatabase(model));
+        QStringList sent;
+        for (const TableInfoModel& t : tables) {
+            sent << t.TableName + "=" + Tessark::createTableSql(t);
+            if (!Tessark::createIndexSql(t).isEmpty())
+                sent << t.IndexName + "=" + Tessark::createIndexSql(t);
+        }
+        sent.sort();
+        QCOMPARE(sent, expected);
+        // SQLite keeps the text as sent, with its keywords upper-cased.
+        QStringList stored;
+        const auto schema = schemaOf(model.DatabasePath);
+        for (auto it = schema.begin(); it != schema.end(); ++it)
+            stored << it.key() + "=" + it.value();
+        for (QString& e : expected)
+            e.replace("create table", "CREATE TABLE").replace("create index", "CREATE INDEX");
+        QCOMPARE(stored, expected);
+    }
+
+    void replacesAndCreatesFolders()
+    {
+        QTemporaryDir dir;
+        CreateDatabaseModel model;
+        model.DatabasePath = dir.filePath("a/b/c/new.db");
+        model.Tables = {table("first", {column("x", "int")})};
+        SQLiteQuery q;
+        QVERIFY(q.CreateDatabase(model));
+        QVERIFY(QFile::exists(model.DatabasePath));
+        model.Tables = {table("second", {column("y", "int")})};
+        QVERIFY(q.CreateDatabase(model));
+        QCOMPARE(schemaOf(model.DatabasePath).keys(), QStringList{"second"}); // replaced, not added to
+    }
+
+    // Only the last statement decides; earlier failures are skipped.
+    void lastStatementDecides()
+    {
+        QTemporaryDir dir;
+        CreateDatabaseModel model;
+        model.DatabasePath = dir.filePath("last.db");
+        const TableInfoModel broken = table("bad", {column("x", "int", true), column("x", "int")});
+        const TableInfoModel fine = table("good", {column("y", "int")});
+        model.Tables = {broken, fine};
+        SQLiteQuery q;
+        QVERIFY(q.CreateDatabase(model));
+        QCOMPARE(schemaOf(model.DatabasePath).keys(), QStringList{"good"});
+        model.Tables = {fine, broken};
+        QVERIFY(!q.CreateDatabase(model));
+        model.Tables.clear();
+        QVERIFY(q.CreateDatabase(model)); // no tables: the open decides
+    }
+
+    void undeletableFile()
+    {
+        QTemporaryDir dir;
+        QVERIFY(QDir(dir.path()).mkpath("occupied.db/inside"));
+        CreateDatabaseModel model;
+        model.DatabasePath = dir.filePath("occupied.db");
+        model.Tables = {table("t", {column("x", "int")})};
+        SQLiteQuery q;
+        QVERIFY(!q.CreateDatabase(model));
+        QVERIFY(QFileInfo(model.DatabasePath).isDir());
+    }
+
+    // The application's default connection stays as it was, and nothing is left behind.
+    void defaultConnectionUntouched()
+    {
+        QTemporaryDir dir;
+        const QString appFile = dir.filePath("app.db");
+        {
+            QSqlDatabase app = QSqlDatabase::addDatabase("QSQLITE");
+            app.setDatabaseName(appFile);
+            QVERIFY(app.open());
+            QSqlQuery(app).exec("create table mine(x)");
+        }
+        const QStringList before = QSqlDatabase::connectionNames();
+        CreateDatabaseModel model;
+        model.DatabasePath = dir.filePath("other.db");
+        model.Tables = {table("t", {column("x", "int")})};
+        SQLiteQuery q;
+        QVERIFY(q.CreateDatabase(model));
+        QCOMPARE(QSqlDatabase::connectionNames(), before);
+        {
+            QSqlDatabase app = QSqlDatabase::database();
+            QVERIFY(app.isOpen());
+            QCOMPARE(app.databaseName(), appFile);
+            QSqlQuery check(app);
+            QVERIFY(check.exec("select count(*) from mine"));
+        }
+        QSqlDatabase::removeDatabase(QSqlDatabase::defaultConnection);
+    }
+};
+
+TESSARK_TEST_MAIN(TestCreateDatabase)
+#include "tst_createdb.moc"
