@@ -89,11 +89,12 @@ void ConnectionCore::log(const QString& message) const
 // One entry per failure: the statement's own error first, else the connection's.
 void ConnectionCore::report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const
 {
-    QString text = statementError.text();
-    if (text.trimmed().isEmpty())
-        text = db.lastError().text();
+    const QSqlError error = statementError.text().trimmed().isEmpty() ? db.lastError() : statementError;
+    const QString text = error.text();
     if (!text.trimmed().isEmpty())
         log(message(step) + text);
+    if (m_traits.connectionLost && m_traits.connectionLost(error))
+        ThreadConnections::markLost(db.connectionName());
 }
 
 bool ConnectionCore::InitConnect()
@@ -138,6 +139,11 @@ bool ConnectionCore::prepare(bool emptyInput, QSqlDatabase& db)
     if (emptyInput)
         return false;
     db = QSqlDatabase::database(name, false);
+    if (ThreadConnections::takeLost(name)) {
+        // Qt still reports the dead handle as open: close it so open() starts a new session.
+        log(message(Step::Connect) + QStringLiteral("connection lost, reopening"));
+        db.close();
+    }
     return open(db);
 }
 

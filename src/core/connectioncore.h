@@ -28,6 +28,9 @@ struct ConnectionTraits
     const char* idBatchBeginFailure;
     // A failed COMMIT has already ended the transaction (no ROLLBACK to send).
     bool failedCommitEndsTransaction;
+    // Whether an error means the session is gone (server restart, killed
+    // session); null: never. Such a connection is reopened on the next call.
+    bool (*connectionLost)(const QSqlError& error);
 };
 
 // One named connection and the execute / batch / query algorithms, written

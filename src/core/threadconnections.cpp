@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QHash>
+#include <QSet>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSqlDatabase>
@@ -15,6 +16,7 @@ struct Registry
     QMutex mutex;
     // base name -> (thread -> name that thread uses)
     QHash<QString, QHash<QThread*, QString>> names;
+    QSet<QString> lost;
 };
 
 Q_GLOBAL_STATIC(Registry, registry)
@@ -119,6 +121,23 @@ QStringList ThreadConnections::namesOf(const QString& base)
     }
     result.sort();
     return result;
+}
+
+void ThreadConnections::markLost(const QString& name)
+{
+    if (Registry* reg = registry()) {
+        QMutexLocker locker(&reg->mutex);
+        reg->lost.insert(name);
+    }
+}
+
+bool ThreadConnections::takeLost(const QString& name)
+{
+    Registry* reg = registry();
+    if (!reg)
+        return false;
+    QMutexLocker locker(&reg->mutex);
+    return reg->lost.remove(name);
 }
 
 void ThreadConnections::releaseCurrentThread()

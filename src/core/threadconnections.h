@@ -23,6 +23,10 @@ public:
     // Names currently handed out for base (base itself and twins); for diagnostics and tests.
     static QStringList namesOf(const QString& base);
 
+    // A connection whose session died is reopened by the next call that uses it.
+    static void markLost(const QString& name);
+    static bool takeLost(const QString& name);
+
     // Closes and unregisters every connection the calling thread was handed.
     static void releaseCurrentThread();
 };

@@ -2,8 +2,18 @@
 
 #include <QSqlDatabase>
 
+#include "core/lostconnection.h"
+
 namespace {
-const Tessark::ConnectionTraits backend = {"QOCI", "Oracle", 1, "defaultOracle", nullptr, false};
+const Tessark::ConnectionTraits backend = {
+    /* driver */ "QOCI",
+    /* displayName */ "Oracle",
+    /* type */ 1,
+    /* initialName */ "defaultOracle",
+    /* idBatchBeginFailure */ nullptr,
+    /* failedCommitEndsTransaction */ false,
+    /* connectionLost */ Tessark::oracleConnectionLost,
+};
 }
 
 OracleHelp::OracleHelp() : ServerConnection(backend) {}

@@ -1,7 +1,17 @@
 #include "postgresql/postgresqlhelp.h"
 
+#include "core/lostconnection.h"
+
 namespace {
-const Tessark::ConnectionTraits backend = {"QPSQL", "PostgreSQL", 0, "defaultPostgreSQL", nullptr, true};
+const Tessark::ConnectionTraits backend = {
+    /* driver */ "QPSQL",
+    /* displayName */ "PostgreSQL",
+    /* type */ 0,
+    /* initialName */ "defaultPostgreSQL",
+    /* idBatchBeginFailure */ nullptr,
+    /* failedCommitEndsTransaction */ true,
+    /* connectionLost */ Tessark::postgresConnectionLost,
+};
 }
 
 PostgreSQLHelp::PostgreSQLHelp() : ServerConnection(backend) {}

@@ -6,7 +6,15 @@
 #include "tool/tessarktool.h"
 
 namespace {
-const Tessark::ConnectionTraits backend = {"QSQLITE", "SQLite", 2, "defaultSQLite", nullptr, false};
+const Tessark::ConnectionTraits backend = {
+    /* driver */ "QSQLITE",
+    /* displayName */ "SQLite",
+    /* type */ 2,
+    /* initialName */ "defaultSQLite",
+    /* idBatchBeginFailure */ nullptr,
+    /* failedCommitEndsTransaction */ false,
+    /* connectionLost */ nullptr,
+};
 }
 
 SQLiteHelp::SQLiteHelp() : ConnectionCore(backend) {}

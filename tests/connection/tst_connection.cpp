@@ -235,6 +235,38 @@ private slots:
         QSqlDatabase::database(h.connectionName(), false).rollback();
     }
 
+    // A session the server ends is noticed, logged and reopened on the next call.
+    void lostSessionIsReopened_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::newRow("postgresql") << int(Kind::PostgreSQL);
+        QTest::newRow("mysql") << int(Kind::MySQL);
+    }
+    void lostSessionIsReopened()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString table = uniqueName("lost");
+        auto h = b.help(uniqueName("victim"));
+        QVERIFY(h->Execution(b.createPersonTable(table)));
+        DropTable drop{b, table};
+        const bool pg = b.kind == Kind::PostgreSQL;
+        const Row session = h->QueryFirst(pg ? "select pg_backend_pid() as id" : "select connection_id() as id");
+        QVERIFY(!session.isEmpty());
+        auto killer = b.help(uniqueName("killer"));
+        const QString id = session.value("id").toString();
+        QVERIFY(killer->Execution(pg ? "select pg_terminate_backend(" + id + ")" : "KILL " + id));
+
+        const QString insert = QStringLiteral("insert into %1 (username) values ('x')").arg(table);
+        QVERIFY(!h->ExecutionList({insert, insert}, false)); // the batch dies with the session
+        QCOMPARE(killer->QueryRow(QStringLiteral("select count(*) from %1").arg(table)), 0);
+        QVERIFY(h->Execution(insert)); // reopened without the caller doing anything
+        QCOMPARE(h->QueryRow(QStringLiteral("select count(*) from %1").arg(table)), 1);
+        const QStringList messages = log.messages();
+        QVERIFY(!messages.isEmpty());
+        QVERIFY2(messages.last().contains("connection lost, reopening"), qPrintable(messages.join("|")));
+    }
+
     void missingSqliteFile()
     {
         LogFolder log;
