@@ -1,6 +1,7 @@
 #ifndef TESSARK_POSTGRESQL_POSTGRESQLQUERY_H
 #define TESSARK_POSTGRESQL_POSTGRESQLQUERY_H
 
+#include "Model/columninfomodels.h"
 #include "postgresql/postgresqlmodel.h"
 
 // Stores, changes, deletes and reads records in a PostgreSQL database; keys
@@ -29,6 +30,16 @@ public:
     }
 
     QString GetModelTableName(QString name) { return GetModelName(name); }
+
+    // Writes <folder>/<lower-case className>.h (and .cpp with stream operators)
+    // describing tableName's commented columns; false when there are none or folder is missing.
+    bool CreateModel(QString tableName, QString keyName, QString folder, QString className, bool withStream);
+    // The commented columns of tableName; the caller deletes the records.
+    QList<ColumnInfoPostgreSQLModel*> GetColumnInfo(QString tableName);
+
+private:
+    QList<ColumnInfoPostgreSQLModel*> Convert(RowList rows);
+    QString GetColumnType(QString declaredType);
 };
 
 #endif // TESSARK_POSTGRESQL_POSTGRESQLQUERY_H

@@ -1,6 +1,7 @@
 #ifndef TESSARK_SQLITE_SQLITEQUERY_H
 #define TESSARK_SQLITE_SQLITEQUERY_H
 
+#include "Model/columninfomodels.h"
 #include "Model/createdatabasemodel.h"
 #include "sqlite/sqlitemodel.h"
 
@@ -20,6 +21,14 @@ public:
 
     // Creates a new SQLite file from a description, replacing any file at its path.
     bool CreateDatabase(CreateDatabaseModel model);
+
+    // Writes <folder>/<lower-case className>.h (and .cpp with stream operators)
+    // describing tableName; false when the table has no columns or folder is missing.
+    bool CreateModel(QString tableName, QString keyName, QString folder, QString className, bool withStream);
+
+private:
+    QList<ColumnInfoSQLiteModel*> Convert(RowList rows);
+    QString GetColumnType(QString declaredType);
 };
 
 #endif // TESSARK_SQLITE_SQLITEQUERY_H
