@@ -10,6 +10,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QLocale>
 #include <QMutexLocker>
 #include <QTextStream>
 
@@ -50,7 +51,7 @@ int main(int argc, char** argv)
     }
     const qint64 elapsed = TessarkTool::GetTimeLag(started, QDateTime::currentDateTime());
 
-    const QString logFile = QDir(logDir).filePath(QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"))
+    const QString logFile = QDir(logDir).filePath(QLocale::c().toString(QDate::currentDate(), QStringLiteral("yyyy-MM-dd"))
                                                   + QStringLiteral(".log"));
     out << "database file  : " << QFileInfo(database).absoluteFilePath()
         << " (lock taken; the demo does not open it yet)\n";

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLocale>
 #include <QTextStream>
 
 #include <atomic>
@@ -71,8 +72,10 @@ void TessarkTool::WriteLog(QString message)
 
     // One reading of the clock names the file and stamps the entry, so an
     // entry written at midnight lands in the file of the date it shows.
+    // The C locale keeps digits ASCII whatever the user's locale is.
     const QDateTime now = TessarkClock::now();
-    const QString fileName = LogPath + QLatin1Char('/') + now.toString(QStringLiteral("yyyy-MM-dd"))
+    const QLocale c = QLocale::c();
+    const QString fileName = LogPath + QLatin1Char('/') + c.toString(now, QStringLiteral("yyyy-MM-dd"))
             + QStringLiteral(".log");
 
     if (!QDir(LogPath).exists())
@@ -84,7 +87,7 @@ void TessarkTool::WriteLog(QString message)
 
     QTextStream out(&file);
     out.setCodec("UTF-8");
-    out << now.toString(stampPattern) << QLatin1Char('\n') << message << separator;
+    out << c.toString(now, stampPattern) << QLatin1Char('\n') << message << separator;
     out.flush();
     file.close();
 }

@@ -5,6 +5,7 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 #include <QMutex>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -234,7 +235,8 @@ QString LogFolder::path() const
 
 QString LogFolder::todayFile() const
 {
-    return m_dir.filePath(QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd")) + QStringLiteral(".log"));
+    return m_dir.filePath(QLocale::c().toString(QDate::currentDate(), QStringLiteral("yyyy-MM-dd"))
+                          + QStringLiteral(".log"));
 }
 
 static QString readUtf8(const QString& fileName)

@@ -274,16 +274,23 @@ void TestTool::writeLogStartsNewFileAfterMidnight_data()
 {
     QTest::addColumn<QDateTime>("before");
     QTest::addColumn<QDateTime>("after");
+    QTest::addColumn<QString>("day1");
+    QTest::addColumn<QString>("day2");
 
-    QTest::newRow("into leap day") << at(2024, 2, 28, 23, 59, 59, 999) << at(2024, 2, 29);
-    QTest::newRow("out of leap day") << at(2024, 2, 29, 23, 59, 59, 999) << at(2024, 3, 1);
-    QTest::newRow("new year") << at(2023, 12, 31, 23, 59, 59, 999) << at(2024, 1, 1);
+    QTest::newRow("into leap day") << at(2024, 2, 28, 23, 59, 59, 999) << at(2024, 2, 29)
+                                   << "2024-02-28" << "2024-02-29";
+    QTest::newRow("out of leap day") << at(2024, 2, 29, 23, 59, 59, 999) << at(2024, 3, 1)
+                                     << "2024-02-29" << "2024-03-01";
+    QTest::newRow("new year") << at(2023, 12, 31, 23, 59, 59, 999) << at(2024, 1, 1)
+                              << "2023-12-31" << "2024-01-01";
 }
 
 void TestTool::writeLogStartsNewFileAfterMidnight()
 {
     QFETCH(QDateTime, before);
     QFETCH(QDateTime, after);
+    QFETCH(QString, day1);
+    QFETCH(QString, day2);
 
     TessarkTest::LogFolder log;
     QVERIFY(log.isValid());
@@ -293,8 +300,6 @@ void TestTool::writeLogStartsNewFileAfterMidnight()
     fixedNow = after;
     TessarkTool::WriteLog(QStringLiteral("early"));
 
-    const QString day1 = before.toString(QStringLiteral("yyyy-MM-dd"));
-    const QString day2 = after.toString(QStringLiteral("yyyy-MM-dd"));
     QCOMPARE(filesIn(log.path()), (QStringList{day1 + ".log", day2 + ".log"}));
     QCOMPARE(QString::fromUtf8(readBytes(log.path() + "/" + day1 + ".log")),
              entry(day1 + " " + day1 + " 23:59:59", QStringLiteral("late")));
@@ -576,7 +581,7 @@ void TestTool::dateTimeFormat()
 
     const QString actual = TessarkTool::GetDateTimeFormat(static_cast<short>(type));
     QCOMPARE(actual, pattern);
-    QCOMPARE(at(2024, 8, 12, 21, 5, 31).toString(actual), formatted);
+    QCOMPARE(QLocale::c().toString(at(2024, 8, 12, 21, 5, 31), actual), formatted);
 }
 
 void TestTool::lastMomentOfMonth_data()
