@@ -1,0 +1,154 @@
+// tessark-genmodel: the set-up half of the generated-class round trip.
+//
+//   tessark-genmodel create sqlite|postgresql <work folder>
+//     creates a fresh table, generates GenSample (key id, stream operators)
+//     and GenSampleLite (no key, header only) into <work>/gen and writes how
+//     to reach the table to <work>/connection.ini.
+//     Exit 0: done; 77: no server to test against (skip); 1: failure.
+//   tessark-genmodel drop <work folder>
+//     drops a PostgreSQL table created above.
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTextStream>
+
+#include "../support/tessarktest.h"
+#include "postgresql/postgresqlquery.h"
+#include "sqlite/sqlitequery.h"
+
+using namespace TessarkTest;
+
+namespace {
+
+const int skipped = 77;
+
+int fail(const QString& why)
+{
+    QTextStream(stderr) << "tessark-genmodel: " << why << '\n';
+    return 1;
+}
+
+template <class Query>
+int generate(Query& query, const QString& table, const QString& work)
+{
+    const QString gen = work + QStringLiteral("/gen");
+    if (!QDir().mkpath(gen))
+        return fail(QStringLiteral("cannot create %1").arg(gen));
+    if (!query.CreateModel(table, QStringLiteral("id"), gen, QStringLiteral("GenSample"), true))
+        return fail(QStringLiteral("CreateModel of GenSample from %1 failed").arg(table));
+    if (!query.CreateModel(table, QString(), gen, QStringLiteral("GenSampleLite"), false))
+        return fail(QStringLiteral("CreateModel of GenSampleLite from %1 failed").arg(table));
+    return 0;
+}
+
+int createSqlite(const QString& work, QSettings& settings)
+{
+    const QString path = work + QStringLiteral("/roundtrip.db");
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(QStringLiteral("cannot create %1").arg(path));
+    file.close();
+
+    // Every declared type maps to a Qt type (DECIMAL's long has no stream operator).
+    const QString table = QStringLiteral("sample");
+    SQLiteQuery query;
+    query.InitInfo(path, QStringLiteral("genmodel"));
+    if (!query.ExecuteSQL(QStringLiteral("create table %1 (id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT, "
+                                         "score DOUBLE, weight FLOAT, created TIMESTAMP, total BIGINT, "
+                                         "small SMALLINT)")
+                              .arg(table)))
+        return fail(QStringLiteral("cannot create the SQLite table"));
+    settings.setValue("type", 2);
+    settings.setValue("database", path);
+    settings.setValue("table", table);
+    return generate(query, table, work);
+}
+
+int createPostgresql(const QString& work, QSettings& settings)
+{
+    ServerAddress address;
+    QString why;
+    switch (lookupServer(Server::PostgreSQL, &address, &why)) {
+    case Lookup::Found:
+        break;
+    case Lookup::Skip:
+        QTextStream(stdout) << "ROUNDTRIP SKIPPED: " << why << '\n';
+        return skipped;
+    case Lookup::Fail:
+        return fail(why);
+    }
+
+    // Only commented columns are reported by the catalogue query.
+    const QString table = uniqueName(QStringLiteral("gen_roundtrip"));
+    const QStringList setup = {
+        QStringLiteral("create table %1 (id serial primary key, name varchar(40), score float8, weight float4, "
+                       "created timestamp(3), total int8, small int2, amount numeric(10,0))"),
+        QStringLiteral("comment on column %1.id is 'Key'"),
+        QStringLiteral("comment on column %1.name is 'Name'"),
+        QStringLiteral("comment on column %1.score is 'Score'"),
+        QStringLiteral("comment on column %1.weight is 'Weight'"),
+        QStringLiteral("comment on column %1.created is 'Created'"),
+        QStringLiteral("comment on column %1.total is 'Total'"),
+        QStringLiteral("comment on column %1.small is 'Small'"),
+        QStringLiteral("comment on column %1.amount is 'Amount'"),
+    };
+    {
+        RawConnection raw(address);
+        if (!raw.isOpen())
+            return fail(raw.lastError());
+        for (const QString& sql : setup) {
+            if (!raw.exec(sql.arg(table)))
+                return fail(raw.lastError());
+        }
+    }
+    settings.setValue("type", 0);
+    settings.setValue("host", address.host);
+    settings.setValue("port", address.port);
+    settings.setValue("user", address.user);
+    settings.setValue("password", address.password);
+    settings.setValue("database", address.dbname);
+    settings.setValue("table", table);
+    settings.sync();
+
+    PostgreSQLQuery query;
+    query.InitInfo(address.host, address.port, address.user, address.password, address.dbname,
+                   QStringLiteral("genmodel"));
+    return generate(query, table, work);
+}
+
+int drop(QSettings& settings)
+{
+    if (settings.value("type").toInt() != 0)
+        return 0;
+    ServerAddress address;
+    QString why;
+    if (lookupServer(Server::PostgreSQL, &address, &why) != Lookup::Found)
+        return fail(why);
+    RawConnection raw(address);
+    if (!raw.exec(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString())))
+        return fail(raw.lastError());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    RunEnvironment environment;
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    const QString command = args.value(1);
+    const QString work = command == QLatin1String("drop") ? args.value(2) : args.value(3);
+    if (work.isEmpty() || !QDir(work).exists())
+        return fail(QStringLiteral("usage: tessark-genmodel create sqlite|postgresql <work> | drop <work>"));
+    QSettings settings(work + QStringLiteral("/connection.ini"), QSettings::IniFormat);
+
+    if (command == QLatin1String("drop"))
+        return drop(settings);
+    if (command == QLatin1String("create") && args.value(2) == QLatin1String("sqlite"))
+        return createSqlite(work, settings);
+    if (command == QLatin1String("create") && args.value(2) == QLatin1String("postgresql"))
+        return createPostgresql(work, settings);
+    return fail(QStringLiteral("unknown command"));
+}

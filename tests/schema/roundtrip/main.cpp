@@ -1,0 +1,201 @@
+// One row through record classes generated from a live table: insert it with
+// ExtendHandle, read it back into the generated class, update it, and copy it
+// through the generated stream operators. Exit 0 when every check holds.
+#include <QCoreApplication>
+#include <QDataStream>
+#include <QDir>
+#include <QFileInfo>
+#include <QMetaProperty>
+#include <QSettings>
+#include <QTextStream>
+
+#include "gensample.h"
+#include "gensamplelite.h"
+#include "handle/extendhandle.h"
+#include "tool/tessarktool.h"
+
+namespace {
+
+int failures = 0;
+
+void report(const QString& text)
+{
+    QTextStream(stderr) << text << '\n';
+}
+
+void check(bool ok, const char* what, int line)
+{
+    if (!ok) {
+        ++failures;
+        report(QStringLiteral("line %1: check failed: %2").arg(line).arg(QLatin1String(what)));
+    }
+}
+
+template <class T>
+void checkEqual(const T& actual, const T& expected, const char* what, int line)
+{
+    if (!(actual == expected)) {
+        ++failures;
+        report(QStringLiteral("line %1: %2 is %3, expected %4")
+                   .arg(line)
+                   .arg(QLatin1String(what), QVariant::fromValue(actual).toString(),
+                        QVariant::fromValue(expected).toString()));
+    }
+}
+
+#define CHECK(cond) check((cond), #cond, __LINE__)
+#define CHECK_EQ(actual, expected) checkEqual<decltype(actual)>((actual), (expected), #actual, __LINE__)
+
+// Any warning from Qt or the library is a failure.
+void messageHandler(QtMsgType type, const QMessageLogContext&, const QString& message)
+{
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        ++failures;
+    report(message);
+}
+
+// What an application does with a result row: copy it into its record by property name.
+void fill(QObject* record, const Row& row)
+{
+    const QMetaObject* meta = record->metaObject();
+    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
+            if (it.key().compare(QLatin1String(property.name()), Qt::CaseInsensitive) != 0)
+                continue;
+            QVariant value = it.value();
+            // SQLite hands date-times back as "yyyy-MM-dd HH:mm:ss.zzz" text.
+            if (property.type() == QVariant::DateTime && value.type() == QVariant::String)
+                value = QDateTime::fromString(value.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+            property.write(record, value);
+        }
+    }
+}
+
+const QDateTime created(QDate(2024, 8, 12), QTime(9, 5, 3, 7));
+
+void checkSample(const GenSample& actual, const GenSample& expected, const QString& name)
+{
+    CHECK_EQ(actual.id, expected.id);
+    CHECK_EQ(actual.name, name);
+    CHECK_EQ(actual.score, 1.25);
+    CHECK_EQ(actual.weight, 2.5f);
+    CHECK_EQ(actual.created, created);
+    CHECK_EQ(actual.total, decltype(actual.total)(1234567));
+    CHECK_EQ(actual.small, decltype(actual.small)(7));
+#ifdef ROUNDTRIP_POSTGRESQL
+    CHECK_EQ(actual.amount, 42);
+#endif
+}
+
+void roundTrip(ExtendHandle& handle, const QString& table)
+{
+    const QString name = QString::fromUtf8("Ann \xC3\xBC \xE4\xB8\xAD");
+
+    GenSample sample;
+    CHECK_EQ(sample.property("TableName").toString(), table);
+    CHECK_EQ(sample.property("Key").toString(), QStringLiteral("id"));
+    CHECK_EQ(sample.id, 0);
+    CHECK_EQ(sample.score, 0.0);
+    sample.name = name;
+    sample.score = 1.25;
+    sample.weight = 2.5f;
+    sample.created = created;
+    sample.total = 1234567;
+    sample.small = 7;
+#ifdef ROUNDTRIP_POSTGRESQL
+    sample.amount = 42;
+    const int columns = 8;
+#else
+    const int columns = 7;
+#endif
+    CHECK_EQ(GenSample::staticMetaObject.propertyCount() - GenSample::staticMetaObject.propertyOffset(), columns);
+
+    CHECK(handle.Insert(&sample, true));
+    CHECK(sample.id > 0);
+
+    RowList rows = handle.Query(&sample);
+    CHECK_EQ(rows.size(), 1);
+    GenSample stored;
+    fill(&stored, rows.value(0));
+    checkSample(stored, sample, name);
+    CHECK(stored == sample);
+
+    stored.name = QStringLiteral("Bob");
+    CHECK(handle.Update(&stored));
+    rows = handle.Query(&sample);
+    CHECK_EQ(rows.size(), 1);
+    GenSample updated;
+    fill(&updated, rows.value(0));
+    checkSample(updated, sample, QStringLiteral("Bob"));
+
+    QByteArray bytes;
+    {
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        out << updated;
+        CHECK(out.status() == QDataStream::Ok);
+    }
+    GenSample copy;
+    {
+        QDataStream in(bytes);
+        in >> copy;
+        CHECK(in.status() == QDataStream::Ok);
+        CHECK(in.atEnd());
+    }
+    checkSample(copy, sample, QStringLiteral("Bob"));
+    CHECK(copy == updated);
+
+    // The header-only class without a key reads the same table.
+    GenSampleLite lite;
+    CHECK_EQ(lite.property("TableName").toString(), table);
+    CHECK(lite.property("Key").toString().isEmpty());
+    rows = handle.Query(&lite);
+    CHECK_EQ(rows.size(), 1);
+    fill(&lite, rows.value(0));
+    CHECK_EQ(lite.id, sample.id);
+    CHECK_EQ(lite.name, QStringLiteral("Bob"));
+    CHECK_EQ(lite.created, created);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    qInstallMessageHandler(messageHandler);
+    if (app.arguments().size() != 2) {
+        report(QStringLiteral("usage: roundtrip <connection.ini>"));
+        return 2;
+    }
+    const QString ini = app.arguments().at(1);
+    QSettings settings(ini, QSettings::IniFormat);
+    const QString logs = QFileInfo(ini).absolutePath() + QStringLiteral("/log");
+    QDir().mkpath(logs);
+    TessarkTool::SetLogPath(logs);
+
+    const short type = short(settings.value("type").toInt());
+    const QString database = settings.value("database").toString();
+    const QString table = settings.value("table").toString();
+    {
+        ExtendHandle handle(nullptr);
+        if (type == 2)
+            handle.InitInfo(ConnInfoModel(type, database, QStringLiteral("roundtrip")));
+        else
+            handle.InitInfo(ConnInfoModel(type, settings.value("host").toString(), settings.value("port").toInt(),
+                                          settings.value("user").toString(), settings.value("password").toString(),
+                                          database, QStringLiteral("roundtrip")));
+        CHECK(handle.InitConnect());
+        if (failures == 0)
+            roundTrip(handle, table);
+        handle.Close();
+    }
+
+    for (const QFileInfo& log : QDir(logs).entryInfoList(QDir::Files)) {
+        ++failures;
+        QFile file(log.absoluteFilePath());
+        if (file.open(QIODevice::ReadOnly))
+            report(QStringLiteral("library log %1:\n%2").arg(log.fileName(), QString::fromUtf8(file.readAll())));
+    }
+    report(failures ? QStringLiteral("round trip FAILED (%1)").arg(failures) : QStringLiteral("round trip passed"));
+    return failures ? 1 : 0;
+}
