@@ -66,25 +66,26 @@ void TestSupport::cleanup()
 void TestSupport::expectedMessageIsAbsorbedOnce()
 {
     TessarkTest::expectMessage(QtWarningMsg, QStringLiteral("is still in use"));
-    warnFromWorker(QStringLiteral("QSqlDatabasePrivate::removeDatabase: connection 'x' is still in use"));
+    warnFromWorker(QStringLiteral("deliberate: connection 'x' is still in use"));
     QCOMPARE(TessarkTest::takeUnexpectedMessages(), QStringList());
 
     // The expectation was used up: the same warning again is unexpected.
-    warnFromWorker(QStringLiteral("connection 'x' is still in use"));
+    warnFromWorker(QStringLiteral("deliberate: connection 'x' is still in use"));
     QCOMPARE(TessarkTest::takeUnexpectedMessages(),
-             QStringList{QStringLiteral("warning: connection 'x' is still in use")});
+             QStringList{QStringLiteral("warning: deliberate: connection 'x' is still in use")});
 }
 
 void TestSupport::expectationByPatternAndType()
 {
-    TessarkTest::expectMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("^disk \\d+ full$")));
+    TessarkTest::expectMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("^deliberate: disk \\d+ full$")));
     // Wrong type and non-matching text do not meet it.
-    warnFromWorker(QStringLiteral("disk 3 full"), QtWarningMsg);
-    warnFromWorker(QStringLiteral("disk three full"), QtCriticalMsg);
-    warnFromWorker(QStringLiteral("disk 3 full"), QtCriticalMsg);
+    warnFromWorker(QStringLiteral("deliberate: disk 3 full"), QtWarningMsg);
+    warnFromWorker(QStringLiteral("deliberate: disk three full"), QtCriticalMsg);
+    warnFromWorker(QStringLiteral("deliberate: disk 3 full"), QtCriticalMsg);
 
     QCOMPARE(TessarkTest::takeUnexpectedMessages(),
-             (QStringList{QStringLiteral("warning: disk 3 full"), QStringLiteral("critical: disk three full")}));
+             (QStringList{QStringLiteral("warning: deliberate: disk 3 full"),
+                           QStringLiteral("critical: deliberate: disk three full")}));
 }
 
 void TestSupport::unmetExpectationIsReported()
