@@ -5,6 +5,8 @@
 #include <QMetaProperty>
 #include <QTextStream>
 
+#include "core/qtcompat_p.h"
+
 namespace Tessark {
 
 namespace {
@@ -48,7 +50,7 @@ void writeFile(const QString& path, const QString& text)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return;
     QTextStream stream(&file);
-    stream.setCodec("UTF-8");
+    Tessark::useUtf8(stream);
     stream << text;
 }
 

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "core/qtcompat_p.h"
 #include "tool/tessarkclock_p.h"
 
 QHash<QString, QMutex*> TessarkTool::SQLiteLock;
@@ -86,7 +87,7 @@ void TessarkTool::WriteLog(QString message)
         return;
 
     QTextStream out(&file);
-    out.setCodec("UTF-8");
+    Tessark::useUtf8(out);
     out << c.toString(now, stampPattern) << QLatin1Char('\n') << message << separator;
     out.flush();
     file.close();
@@ -99,7 +100,7 @@ void TessarkTool::WriteFile(QString path, QString content)
         return;
 
     QTextStream out(&file);
-    out.setCodec("UTF-8");
+    Tessark::useUtf8(out);
     out << content;
     out.flush();
     file.close();

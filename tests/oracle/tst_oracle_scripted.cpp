@@ -76,7 +76,7 @@ protected:
     {
         QSqlRecord record;
         for (const QString& c : m_answer.columns)
-            record.append(QSqlField(c, QVariant::String));
+            record.append(QSqlField(c));
         return record;
     }
 

@@ -5,7 +5,7 @@
 #
 # -D inputs: BACKEND, GENMODEL, WORK_DIR, PROJECT_DIR, TESSARK_LIBRARY,
 # TESSARK_INCLUDE_DIR, GENERATOR, MAKE_PROGRAM, CXX_COMPILER, BUILD_TYPE,
-# QT5_DIR, CXX_FLAGS, LINKER_FLAGS (the enclosing build's, e.g. sanitizers).
+# QT_MAJOR, QT_DIR, CXX_FLAGS, LINKER_FLAGS (the enclosing build's, e.g. sanitizers).
 cmake_minimum_required(VERSION 3.16)
 
 foreach(var BACKEND GENMODEL WORK_DIR PROJECT_DIR TESSARK_LIBRARY TESSARK_INCLUDE_DIR GENERATOR CXX_COMPILER)
@@ -34,7 +34,8 @@ execute_process(
             "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}"
             "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}"
             "-DCMAKE_EXE_LINKER_FLAGS=${LINKER_FLAGS}"
-            "-DQt5_DIR=${QT5_DIR}"
+            "-DQt${QT_MAJOR}_DIR=${QT_DIR}"
+            "-DTESSARK_QT_MAJOR=${QT_MAJOR}"
             "-DTESSARK_LIBRARY=${TESSARK_LIBRARY}"
             "-DTESSARK_INCLUDE_DIR=${TESSARK_INCLUDE_DIR}"
             "-DGENERATED_DIR=${WORK_DIR}/gen"

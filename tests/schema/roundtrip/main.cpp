@@ -65,7 +65,7 @@ void fill(QObject* record, const Row& row)
                 continue;
             QVariant value = it.value();
             // SQLite hands date-times back as "yyyy-MM-dd HH:mm:ss.zzz" text.
-            if (property.type() == QVariant::DateTime && value.type() == QVariant::String)
+            if (property.userType() == QMetaType::QDateTime && value.userType() == QMetaType::QString)
                 value = QDateTime::fromString(value.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
             property.write(record, value);
         }
