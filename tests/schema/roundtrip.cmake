@@ -1,14 +1,23 @@
 # ctest driver for one generated-class round trip (cmake -P):
 #  1. tessark-genmodel creates a fresh table and generates the record classes,
-#  2. the project in roundtrip/ is configured and built against the library,
+#  2. the project in roundtrip/ is configured and built against the library:
+#     the build tree's, or with STAGE_DIR the installed package, found the way
+#     an application finds it (find_package(Tessark) after cmake --install),
 #  3. the program inserts and reads back a row; the PostgreSQL table is dropped.
 #
 # -D inputs: BACKEND, GENMODEL, WORK_DIR, PROJECT_DIR, TESSARK_LIBRARY,
 # TESSARK_INCLUDE_DIR, GENERATOR, MAKE_PROGRAM, CXX_COMPILER, BUILD_TYPE,
-# QT_MAJOR, QT_DIR, CXX_FLAGS, LINKER_FLAGS (the enclosing build's, e.g. sanitizers).
+# QT_MAJOR, QT_DIR, CXX_FLAGS, LINKER_FLAGS (the enclosing build's, e.g. sanitizers);
+# for the installed package STAGE_DIR and BUILD_DIR instead of TESSARK_LIBRARY
+# and TESSARK_INCLUDE_DIR.
 cmake_minimum_required(VERSION 3.16)
 
-foreach(var BACKEND GENMODEL WORK_DIR PROJECT_DIR TESSARK_LIBRARY TESSARK_INCLUDE_DIR GENERATOR CXX_COMPILER)
+if(STAGE_DIR)
+    set(required BUILD_DIR)
+else()
+    set(required TESSARK_LIBRARY TESSARK_INCLUDE_DIR)
+endif()
+foreach(var BACKEND GENMODEL WORK_DIR PROJECT_DIR GENERATOR CXX_COMPILER ${required})
     if(NOT DEFINED ${var} OR "${${var}}" STREQUAL "")
         message(FATAL_ERROR "roundtrip.cmake needs -D${var}=...")
     endif()
@@ -25,6 +34,23 @@ elseif(NOT generated EQUAL 0)
     message(FATAL_ERROR "generating the record classes failed (${generated})")
 endif()
 
+set(library_args "-DTESSARK_LIBRARY=${TESSARK_LIBRARY}" "-DTESSARK_INCLUDE_DIR=${TESSARK_INCLUDE_DIR}")
+if(STAGE_DIR)
+    file(REMOVE_RECURSE "${STAGE_DIR}")
+    execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${STAGE_DIR}"
+                    OUTPUT_QUIET RESULT_VARIABLE installed)
+    if(NOT installed EQUAL 0)
+        message(FATAL_ERROR "installing into ${STAGE_DIR} failed")
+    endif()
+    foreach(installed_file include/tessark/Model/objectmodel.h include/tessark/brelvan_global.h
+                           lib/cmake/Tessark/TessarkConfigVersion.cmake lib/pkgconfig/tessark.pc)
+        if(NOT EXISTS "${STAGE_DIR}/${installed_file}")
+            message(FATAL_ERROR "the install lacks ${installed_file}")
+        endif()
+    endforeach()
+    set(library_args "-DCMAKE_PREFIX_PATH=${STAGE_DIR}")
+endif()
+
 set(failure "")
 execute_process(
     COMMAND "${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build"
@@ -36,8 +62,7 @@ execute_process(
             "-DCMAKE_EXE_LINKER_FLAGS=${LINKER_FLAGS}"
             "-DQt${QT_MAJOR}_DIR=${QT_DIR}"
             "-DTESSARK_QT_MAJOR=${QT_MAJOR}"
-            "-DTESSARK_LIBRARY=${TESSARK_LIBRARY}"
-            "-DTESSARK_INCLUDE_DIR=${TESSARK_INCLUDE_DIR}"
+            ${library_args}
             "-DGENERATED_DIR=${WORK_DIR}/gen"
             "-DROUNDTRIP_BACKEND=${BACKEND}"
     RESULT_VARIABLE configured)
