@@ -1,0 +1,573 @@
+// Bad input, bad calls and faults, against real SQLite files and the throwaway
+// servers: values made to escape their quotes, calls with missing or wrong
+// arguments, sessions the server ends in the middle of a batch, a server that
+// restarts, and SQLite files that are locked, full or read-only.
+#include <QElapsedTimer>
+#include <QFile>
+#include <QMap>
+#include <QProcess>
+#include <QSet>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QThread>
+#include <QtTest>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "hostilevalues.h"
+#include "oracle/oraclequery.h"
+#include "reliability.h"
+
+using namespace TessarkTest;
+
+namespace {
+
+// What the run tried, printed at its end.
+struct Figures
+{
+    QMap<QString, int> valuesStored;   // backend -> hostile values stored and read back
+    QMap<QString, int> valuesInText;   // dialect -> hostile values checked in statement text
+    int statementsChecked = 0;
+    int refusedValues = 0;             // values a database cannot store, refused cleanly
+    int badCalls = 0;
+    QMap<QString, int> faults;         // kind of fault -> times injected
+    int rowsLost = 0;
+};
+
+Figures& figures()
+{
+    static Figures f;
+    return f;
+}
+
+// How many hostile values each backend is given: TESSARK_TEST_VALUES, else 10,000.
+int valueCount()
+{
+    bool ok = false;
+    const int given = qEnvironmentVariableIntValue("TESSARK_TEST_VALUES", &ok);
+    return ok && given > 0 ? given : 10000;
+}
+
+QString seedNote()
+{
+    return QStringLiteral(" (seed %1; TESSARK_TEST_SEED=%1 replays it)").arg(runSeed());
+}
+
+// Drops tables (and anything else given as a statement) on every exit path.
+struct Cleanup
+{
+    const Backend& b;
+    QStringList statements;
+    ~Cleanup()
+    {
+        for (const QString& sql : statements)
+            b.exec(sql);
+    }
+};
+
+// ---- statement text ------------------------------------------------------------
+
+// A statement split into the text between its quoted tokens and the tokens
+// themselves, decoded the way the database reads them.
+struct Lexed
+{
+    QString shape;         // the statement with every token replaced by '?' or "?"
+    QStringList literals;  // '...' tokens
+    QStringList names;     // "..." tokens
+    bool complete = true;  // every token was closed
+};
+
+// MySQL reads backslash escapes inside '...'; the others read a backslash as itself.
+Lexed lex(const QString& sql, bool backslashEscapes)
+{
+    Lexed result;
+    const int n = sql.size();
+    int i = 0;
+    while (i < n) {
+        const QChar c = sql.at(i);
+        if (c != QLatin1Char('\'') && c != QLatin1Char('"')) {
+            result.shape += c;
+            ++i;
+            continue;
+        }
+        QString token;
+        bool closed = false;
+        ++i;
+        while (i < n) {
+            const QChar d = sql.at(i);
+            if (d == c) {
+                if (i + 1 < n && sql.at(i + 1) == c) {
+                    token += c;
+                    i += 2;
+                    continue;
+                }
+                closed = true;
+                ++i;
+                break;
+            }
+            if (c == QLatin1Char('\'') && backslashEscapes && d == QLatin1Char('\\') && i + 1 < n) {
+                const QChar e = sql.at(i + 1);
+                switch (e.unicode()) {
+                case '0': token += QChar(0); break;
+                case 'b': token += QLatin1Char('\b'); break;
+                case 'n': token += QLatin1Char('\n'); break;
+                case 'r': token += QLatin1Char('\r'); break;
+                case 't': token += QLatin1Char('\t'); break;
+                case 'Z': token += QChar(0x1a); break;
+                case '%': token += QLatin1String("\\%"); break;
+                case '_': token += QLatin1String("\\_"); break;
+                default: token += e; break;
+                }
+                i += 2;
+                continue;
+            }
+            token += d;
+            ++i;
+        }
+        result.complete = result.complete && closed;
+        result.shape += c;
+        result.shape += QLatin1Char('?');
+        result.shape += c;
+        (c == QLatin1Char('\'') ? result.literals : result.names).append(token);
+    }
+    return result;
+}
+
+// ---- a session the server ends, or a server that restarts -----------------------
+
+enum class Fault { Kill, Restart };
+
+// Waits (bounded) until the victim session sleeps inside its batch, then ends
+// it: from a second connection, or by restarting the server. Runs in a thread
+// of its own, as the victim's call blocks the test's thread.
+struct FaultInjector
+{
+    Backend b;
+    QString victim;      // session id
+    Fault fault = Fault::Kill;
+    std::atomic<bool> injected{false};
+    QString error;
+
+    void run()
+    {
+        const bool pg = b.kind == Kind::PostgreSQL;
+        auto watcher = b.help(uniqueName(QStringLiteral("watcher")));
+        const QString sleeping = pg
+            ? QStringLiteral("select count(*) from pg_stat_activity where pid = %1 and wait_event = 'PgSleep'")
+            : QStringLiteral("select count(*) from information_schema.processlist where id = %1 "
+                             "and state = 'User sleep'");
+        QElapsedTimer clock;
+        clock.start();
+        bool seen = false;
+        while (!seen && clock.elapsed() < 15000) {
+            seen = watcher->QueryRow(sleeping.arg(victim)) > 0;
+            if (!seen)
+                QThread::msleep(20);
+        }
+        if (!seen) {
+            error = QStringLiteral("the victim never reached its sleep");
+            return;
+        }
+        if (fault == Fault::Kill) {
+            const QString kill = pg ? QStringLiteral("select pg_terminate_backend(%1)") : QStringLiteral("KILL %1");
+            if (!watcher->Execution(kill.arg(victim)))
+                error = QStringLiteral("the kill failed");
+            else
+                injected = true;
+            return;
+        }
+        QProcess restart;
+        restart.start(qEnvironmentVariable("TESSARK_TEST_PG_RESTART"), QStringList());
+        if (!restart.waitForFinished(90000) || restart.exitStatus() != QProcess::NormalExit
+            || restart.exitCode() != 0) {
+            error = QStringLiteral("the restart failed: ") + QString::fromLocal8Bit(restart.readAllStandardError());
+            restart.kill();
+            restart.waitForFinished(5000);
+            return;
+        }
+        injected = true;
+    }
+};
+
+} // namespace
+
+class TestReliability : public QObject
+{
+    Q_OBJECT
+
+    // ---- hostile values through the database -----------------------------------
+
+    // Values that name a column of the Item table: the SQLite field-form DELETE
+    // reads its double-quoted value as that column first (rowid and its aliases
+    // are columns of every table).
+    static bool namesColumn(const QString& value)
+    {
+        static const QSet<QString> names = {QStringLiteral("id"), QStringLiteral("code"), QStringLiteral("label"),
+                                            QStringLiteral("rowid"), QStringLiteral("oid"),
+                                            QStringLiteral("_rowid_")};
+        return names.contains(value.toLower());
+    }
+
+    // The next chunk of distinct values from the generator.
+    static QStringList nextChunk(HostileValues& values, int size)
+    {
+        QStringList chunk;
+        QSet<QString> seen;
+        for (int guard = 0; chunk.size() < size && guard < size * 20; ++guard) {
+            const QString v = values.next();
+            if (namesColumn(v) || seen.contains(v))
+                continue;
+            seen.insert(v);
+            chunk.append(v);
+        }
+        return chunk;
+    }
+
+    template <class Q>
+    static QString rowsDiffer(Q& q, const QString& table, const QStringList& codes, const QStringList& labels,
+                              QList<int>* ids = nullptr)
+    {
+        const RowList rows = q.Query(QStringLiteral("select id, code, label from %1 order by id").arg(table));
+        if (rows.size() != codes.size())
+            return QStringLiteral("%1 rows instead of %2").arg(rows.size()).arg(codes.size());
+        for (int i = 0; i < rows.size(); ++i) {
+            const QString code = rows.at(i).value(QStringLiteral("code")).toString();
+            const QString label = rows.at(i).value(QStringLiteral("label")).toString();
+            if (code != codes.at(i) || label != labels.at(i))
+                return QStringLiteral("row %1: stored (%2, %3), written (%4, %5)")
+                    .arg(i)
+                    .arg(code.left(200), label.left(200), codes.at(i).left(200), labels.at(i).left(200));
+            if (ids)
+                ids->append(rows.at(i).value(QStringLiteral("id")).toInt());
+        }
+        return QString();
+    }
+
+    // One chunk of distinct values: inserted, changed and deleted by one form
+    // each of the builders that write a value in quotes, chosen by round, and
+    // read back after every step.
+    template <class Q>
+    void hostileChunk(const Backend& b, Q& q, const QString& table, const QStringList& v, int round,
+                      int& expectedFailures)
+    {
+        const int n = v.size();
+        QStringList labels, newLabels;
+        for (int i = 0; i < n; ++i) {
+            labels.append(v.at((i + 1) % n));
+            newLabels.append(v.at((i + 2) % n));
+        }
+        std::vector<std::unique_ptr<Item>> items;
+        QList<ObjectModel*> records;
+        for (int i = 0; i < n; ++i) {
+            items.push_back(std::make_unique<Item>(table));
+            items.back()->code = v.at(i);
+            items.back()->label = labels.at(i);
+            records.append(items.back().get());
+        }
+
+        // Insert: record, record list, field list, list of field lists.
+        switch (round % 4) {
+        case 0:
+            for (int i = 0; i < n; ++i)
+                QVERIFY2(insertRecord(q, records.at(i), true), qPrintable(v.at(i).left(200)));
+            break;
+        case 1:
+            QVERIFY(q.InsertList(records, true, false));
+            break;
+        case 2:
+            for (int i = 0; i < n; ++i)
+                QVERIFY2(q.Insert(table, {{"code", v.at(i)}, {"label", labels.at(i)}}, "id", true),
+                         qPrintable(v.at(i).left(200)));
+            break;
+        case 3: {
+            QList<QList<FieldPair>> rows;
+            for (int i = 0; i < n; ++i)
+                rows.append({{"code", v.at(i)}, {"label", labels.at(i)}});
+            QVERIFY(q.InsertList(table, rows, "id", true, false));
+            break;
+        }
+        }
+        QList<int> ids;
+        QString differ = rowsDiffer(q, table, v, labels, &ids);
+        QVERIFY2(differ.isEmpty(), qPrintable(QStringLiteral("insert form %1: ").arg(round % 4) + differ));
+
+        // Update: by the text key, as a list by id, by another key, field form by the text key.
+        for (int i = 0; i < n; ++i) {
+            items[size_t(i)]->id = ids.at(i);
+            items[size_t(i)]->label = newLabels.at(i);
+        }
+        switch ((round / 4) % 4) {
+        case 0:
+            for (int i = 0; i < n; ++i) {
+                items[size_t(i)]->setKeyName("code");
+                QVERIFY2(q.Update(records.at(i)), qPrintable(v.at(i).left(200)));
+            }
+            break;
+        case 1:
+            QVERIFY(q.UpdateList(records, false));
+            break;
+        case 2:
+            for (int i = 0; i < n; ++i) {
+                if constexpr (isPostgres<Q>) // PostgreSQL offers no update by another key
+                    QVERIFY(q.Update(records.at(i)));
+                else
+                    QVERIFY2(q.UpdateByKey(records.at(i), "code"), qPrintable(v.at(i).left(200)));
+            }
+            break;
+        case 3:
+            for (int i = 0; i < n; ++i)
+                QVERIFY2(q.Update(table, "code", {{"code", v.at(i)}, {"label", newLabels.at(i)}}),
+                         qPrintable(v.at(i).left(200)));
+            break;
+        }
+        differ = rowsDiffer(q, table, v, newLabels);
+        QVERIFY2(differ.isEmpty(), qPrintable(QStringLiteral("update form %1: ").arg((round / 4) % 4) + differ));
+
+        // Delete every other row: by value, by value with a record, a list of
+        // values, a list of records; on SQLite also the double-quoted field form.
+        QStringList keptCodes, keptLabels, gone;
+        QList<ObjectModel*> goneRecords;
+        for (int i = 0; i < n; ++i) {
+            if (i % 2) {
+                keptCodes.append(v.at(i));
+                keptLabels.append(newLabels.at(i));
+            } else {
+                gone.append(v.at(i));
+                items[size_t(i)]->setKeyName("code");
+                goneRecords.append(records.at(i));
+            }
+        }
+        const int deleteForms = b.kind == Kind::SQLite ? 5 : 4;
+        switch (round % deleteForms) {
+        case 0:
+            for (const QString& value : qAsConst(gone))
+                QVERIFY2(deleteValue(q, "code", value, table), qPrintable(value.left(200)));
+            break;
+        case 1:
+            for (int i = 0; i < gone.size(); ++i)
+                QVERIFY2(deleteRecord(q, "code", gone.at(i), goneRecords.at(i)), qPrintable(gone.at(i).left(200)));
+            break;
+        case 2: {
+            QList<QVariant> values;
+            for (const QString& value : qAsConst(gone))
+                values.append(value);
+            QVERIFY(q.DeleteList("code", values, table, false));
+            break;
+        }
+        case 3:
+            QVERIFY(q.DeleteList(goneRecords, false));
+            break;
+        case 4:
+            for (const QString& value : qAsConst(gone))
+                QVERIFY2(deleteFields(q, table, "code", {{"code", value}}), qPrintable(value.left(200)));
+            break;
+        }
+        // PostgreSQL reads the double-quoted value as a column name: the form
+        // fails, says so, and deletes nothing, whatever the value holds.
+        if (b.quotedValueIsName) {
+            QVERIFY(!deleteFields(q, table, "code", {{"code", keptCodes.value(0)}}));
+            ++expectedFailures;
+        }
+        differ = rowsDiffer(q, table, keptCodes, keptLabels);
+        QVERIFY2(differ.isEmpty(), qPrintable(QStringLiteral("delete form %1: ").arg(round % deleteForms) + differ));
+
+        QVERIFY(q.DeleteAll(table));
+        QCOMPARE(q.QueryRow(QStringLiteral("select count(*) from %1").arg(table)), 0);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        installMessageGuard();
+        qInfo().noquote() << QStringLiteral("seed %1 (set TESSARK_TEST_SEED=%1 to replay this run)").arg(runSeed());
+    }
+
+    void cleanup() { TESSARK_VERIFY_EXPECTED_MESSAGES(); }
+
+    void cleanupTestCase()
+    {
+        const Figures& f = figures();
+        auto list = [](const QMap<QString, int>& map) {
+            QStringList parts;
+            int total = 0;
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                parts.append(QStringLiteral("%1 %2").arg(it.key()).arg(it.value()));
+                total += it.value();
+            }
+            return QStringLiteral("%1 (%2)").arg(total).arg(parts.join(QStringLiteral(", ")));
+        };
+        int faults = 0;
+        for (int count : f.faults)
+            faults += count;
+        qInfo().noquote() << QStringLiteral("reliability figures") + seedNote();
+        qInfo().noquote() << QStringLiteral("  hostile values stored and read back: ") + list(f.valuesStored);
+        qInfo().noquote() << QStringLiteral("  hostile values checked in statement text: %1 in %2 statements")
+                                 .arg(list(f.valuesInText))
+                                 .arg(f.statementsChecked);
+        qInfo().noquote() << QStringLiteral("  values a database cannot store, refused cleanly: %1").arg(f.refusedValues);
+        qInfo().noquote() << QStringLiteral("  bad calls, each returning its failure value: %1").arg(f.badCalls);
+        qInfo().noquote() << QStringLiteral("  faults injected: ") + list(f.faults);
+        qInfo().noquote() << QStringLiteral("  rows lost: %1").arg(f.rowsLost);
+        Q_UNUSED(faults);
+    }
+
+    // Every value is written in quotes by every builder of every dialect and
+    // comes out of the statement exactly as it went in, the statement around it
+    // unchanged. Needs no server, so it covers Oracle too.
+    void valuesStayInsideTheirQuotes_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::newRow("postgresql") << 0;
+        QTest::newRow("oracle") << 1;
+        QTest::newRow("sqlite") << 2;
+        QTest::newRow("mysql") << 3;
+    }
+    void valuesStayInsideTheirQuotes()
+    {
+        QFETCH(int, type);
+        std::unique_ptr<Tessark::PersistenceCore> owner;
+        Tessark::DialectCore* dialect = nullptr;
+        switch (type) {
+        case 0: { auto q = std::make_unique<PostgreSQLQuery>(); dialect = q.get(); owner = std::move(q); break; }
+        case 1: { auto q = std::make_unique<OracleQuery>(); dialect = q.get(); owner = std::move(q); break; }
+        case 2: { auto q = std::make_unique<SQLiteQuery>(); dialect = q.get(); owner = std::move(q); break; }
+        case 3: { auto q = std::make_unique<MySqlQuery>(); dialect = q.get(); owner = std::move(q); break; }
+        }
+        const bool mysql = type == 3;
+        const QString table = QStringLiteral("items");
+        const QStringList columns = {"id", "code", "label"};
+        const QString p0 = QStringLiteral("pzero"), p1 = QStringLiteral("pone");
+
+        // Each builder that writes a value in quotes, given the two values to write.
+        using Build = std::function<QString(const QString&, const QString&)>;
+        QList<QPair<QString, Build>> builders;
+        auto record = [&](const QString& v, const QString& w, const QString& key) {
+            auto item = std::make_shared<Item>(table, key);
+            item->id = 7;
+            item->code = v;
+            item->label = w;
+            return item;
+        };
+        builders.append({"insert record", [&](const QString& v, const QString& w) {
+                             return dialect->GetInsertSql(table, columns, record(v, w, "id").get(), "id", true, {});
+                         }});
+        builders.append({"insert fields", [&](const QString& v, const QString& w) {
+                             return dialect->GetInsertSql(table, columns, QList<FieldPair>{{"code", v}, {"label", w}},
+                                                          "id", true);
+                         }});
+        builders.append({"update record", [&](const QString& v, const QString& w) {
+                             return dialect->GetUpdateSql(table, columns, record(v, w, "code").get(), "code");
+                         }});
+        builders.append({"update fields", [&](const QString& v, const QString& w) {
+                             return dialect->GetUpdateSql(table, "code", columns,
+                                                          QList<FieldPair>{{"code", v}, {"label", w}});
+                         }});
+        if (type != 0) { // PostgreSQL offers no update by another key
+            builders.append({"update by key", [&](const QString& v, const QString& w) {
+                                 return dialect->GetUpdateSqlByKey(table, "label", columns, record(v, w, "id").get());
+                             }});
+        }
+        builders.append({"delete value", [&](const QString& v, const QString&) {
+                             return dialect->GetDeleteSql(table, "code", QVariant(v));
+                         }});
+        if (!mysql) { // MySQL's field-form DELETE writes the caller's literal as given
+            builders.append({"delete fields", [&](const QString& v, const QString&) {
+                                 return dialect->GetDeleteSql(table, "code", QList<FieldPair>{{"code", v}});
+                             }});
+        }
+
+        // What each builder writes for two plain values: the shape every hostile statement must keep.
+        QList<Lexed> plain;
+        for (const auto& builder : qAsConst(builders)) {
+            plain.append(lex(builder.second(p0, p1), mysql));
+            QVERIFY(plain.last().complete);
+            QVERIFY(plain.last().literals.contains(p0) || plain.last().names.contains(p0));
+        }
+        auto substitute = [&](QStringList tokens, const QString& v, const QString& w) {
+            for (QString& token : tokens) {
+                if (token == p0)
+                    token = v;
+                else if (token == p1)
+                    token = w;
+            }
+            return tokens;
+        };
+
+        HostileValues values(runSeed());
+        const int count = valueCount();
+        int statements = 0;
+        QString previous = QStringLiteral("x");
+        for (int i = 0; i < count; ++i) {
+            const QString v = values.next();
+            for (int k = 0; k < builders.size(); ++k) {
+                const QString sql = builders.at(k).second(v, previous);
+                const Lexed hostile = lex(sql, mysql);
+                const QString where = QStringLiteral("%1 with value #%2 %3").arg(builders.at(k).first).arg(i).arg(v.left(200));
+                QVERIFY2(hostile.complete, qPrintable(where + QStringLiteral(": a quote is left open")));
+                QVERIFY2(hostile.shape == plain.at(k).shape,
+                         qPrintable(where + QStringLiteral(": the statement around the value changed: ") + sql.left(400)));
+                QVERIFY2(hostile.literals == substitute(plain.at(k).literals, v, previous),
+                         qPrintable(where + QStringLiteral(": a value reads differently: ") + sql.left(400)));
+                QVERIFY2(hostile.names == substitute(plain.at(k).names, v, previous),
+                         qPrintable(where + QStringLiteral(": a name reads differently: ") + sql.left(400)));
+                ++statements;
+            }
+            previous = v;
+        }
+        figures().valuesInText[QTest::currentDataTag()] += count;
+        figures().statementsChecked += statements;
+    }
+
+    // Every value is stored and read back exactly through each form of insert,
+    // update and delete, and no statement does anything else.
+    void hostileValuesRoundTrip_data() { addBackendRows(); }
+    void hostileValuesRoundTrip()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString table = uniqueName(QStringLiteral("hostile"));
+        QVERIFY(b.exec(itemTable(b, table)));
+        Cleanup cleanup{b, {QStringLiteral("drop table %1").arg(table)}};
+        if (b.kind == Kind::PostgreSQL) {
+            // Doubling quotes is all the escaping PostgreSQL needs only while it reads backslashes as text.
+            auto h = b.help(uniqueName(QStringLiteral("setting")));
+            QCOMPARE(h->QueryFirst(QStringLiteral("show standard_conforming_strings"))
+                         .value(QStringLiteral("standard_conforming_strings")).toString(),
+                     QStringLiteral("on"));
+        }
+
+        HostileValues values(runSeed());
+        const int count = valueCount();
+        const int chunkSize = 40;
+        int stored = 0;
+        int expectedFailures = 0;
+        auto body = [&](auto& q) {
+            for (int round = 0; stored < count; ++round) {
+                const QStringList chunk = nextChunk(values, qMin(chunkSize, qMax(3, count - stored)));
+                QVERIFY(chunk.size() >= 3);
+                hostileChunk(b, q, table, chunk, round, expectedFailures);
+                if (QTest::currentTestFailed()) {
+                    qInfo().noquote() << QStringLiteral("failed in round %1").arg(round) + seedNote()
+                                      << log.messages().value(log.messages().size() - 1).left(1000);
+                    return;
+                }
+                stored += chunk.size();
+            }
+        };
+        withQuery(b, uniqueName(QStringLiteral("hostile")), body);
+        if (QTest::currentTestFailed())
+            return;
+        const QStringList messages = log.messages();
+        QCOMPARE(messages.size(), expectedFailures);
+        for (const QString& m : messages)
+            QVERIFY2(m.startsWith(b.displayName + QStringLiteral("执行SQL语出出错 错误信息：\n")), qPrintable(m.left(400)));
+        figures().valuesStored[QTest::currentDataTag()] += stored;
+    }
+};
+
+TESSARK_TEST_MAIN(TestReliability)
+#include "tst_reliability.moc"
