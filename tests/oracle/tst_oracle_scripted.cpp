@@ -11,6 +11,7 @@
 #include <QSqlResult>
 #include <QtTest>
 
+#include <algorithm>
 #include <functional>
 
 #include "../common/testrecords.h"
@@ -212,6 +213,36 @@ private slots:
         QVERIFY(q->UpdateByKey(&a, "username"));
         QCOMPARE(script.heard.at(script.heard.size() - 2),
                  q->GetUpdateSqlByKey("PERSON", "username", {"id", "username", "born"}, &a));
+    }
+
+    // Catalogue reads happen once per connection and table, counted at the driver.
+    void namesAreReadOnce()
+    {
+        script.answer = [](const QString& sql) {
+            if (sql == tablesSql)
+                return rows({"TABLE_NAME", "COMMENTS"}, {{"A", ""}, {"B", ""}});
+            if (sql.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"))
+                return rows({"COLUMN_NAME"}, {{sql.contains("'A'") ? "a1" : "b1"}});
+            return Answer();
+        };
+        std::unique_ptr<OracleQuery> q(fresh());
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(q->GetColumnNames("A"), QStringList{"a1"});
+            QCOMPARE(q->GetColumnNames("B"), QStringList{"b1"});
+            QCOMPARE(q->GetTableNames(), (QStringList{"A", "B"}));
+        }
+        QCOMPARE(script.heard.count(tablesSql), 1);
+        const auto columnReads = [] {
+            return int(std::count_if(script.heard.cbegin(), script.heard.cend(),
+                                     [](const QString& s) { return s.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"); }));
+        };
+        QCOMPARE(columnReads(), 2);
+        q->CleanColumn();
+        q->GetColumnNames("A");
+        QCOMPARE(columnReads(), 3);
+        q->CleanTable();
+        q->GetTableNames();
+        QCOMPARE(script.heard.count(tablesSql), 2);
     }
 
     // Oracle passes continueOnError on (PostgreSQL does not).
