@@ -1,0 +1,290 @@
+#include "report.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QSaveFile>
+#include <QSysInfo>
+#include <QThread>
+
+#include <libpq-fe.h>
+#include <soci/version.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+
+namespace Bench {
+
+const std::vector<ScenarioInfo>& allScenarios()
+{
+    static const std::vector<ScenarioInfo> list = {
+        {Scenario::Insert, "insert", true},
+        {Scenario::InsertList, "insert_list", true},
+        {Scenario::Update, "update", true},
+        {Scenario::UpdateList, "update_list", true},
+        {Scenario::Query, "query", true},
+        {Scenario::Page, "page", true},
+        {Scenario::Build, "build", false},
+    };
+    return list;
+}
+
+QString scenarioKey(Scenario scenario)
+{
+    for (const ScenarioInfo& info : allScenarios()) {
+        if (info.id == scenario)
+            return QLatin1String(info.key);
+    }
+    return QString();
+}
+
+double ScenarioResult::of(const QString& contender) const
+{
+    for (const Timing& t : times) {
+        if (t.contender == contender)
+            return t.median;
+    }
+    return -1;
+}
+
+double median(QVector<double> values)
+{
+    if (values.isEmpty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    const int n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+namespace {
+
+const char* const references[] = {"qt_text", "qt_prepared", "c_api", "soci"};
+
+QString referenceTitle(const QString& reference, const QString& backend)
+{
+    if (reference == QLatin1String("qt_text"))
+        return QStringLiteral("Qt, same text");
+    if (reference == QLatin1String("qt_prepared"))
+        return QStringLiteral("Qt, prepared");
+    if (reference == QLatin1String("c_api"))
+        return backend == QLatin1String("sqlite") ? QStringLiteral("sqlite3 C API")
+               : backend == QLatin1String("postgresql") ? QStringLiteral("libpq")
+                                                        : QStringLiteral("C API");
+    return QStringLiteral("SOCI");
+}
+
+QString ms(double value)
+{
+    return QString::number(value, 'f', value < 10 ? 2 : 1);
+}
+
+QString ratio(double library, double reference)
+{
+    return QString::number(library / reference, 'f', 2);
+}
+
+QString readFile(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+}
+
+struct TargetCheck
+{
+    QString backend;
+    QString scenario;
+    QString reference;
+    double ratio = 0;
+    double limit = 0;
+    bool met() const { return ratio <= limit; }
+    QString describe;
+};
+
+QVector<TargetCheck> checkTargets(const Report& report)
+{
+    QVector<TargetCheck> checks;
+    for (const BackendResult& b : report.backends) {
+        for (const ScenarioResult& s : b.scenarios) {
+            const double lib = s.of(QStringLiteral("library"));
+            if (lib < 0)
+                continue;
+            const auto add = [&](const char* reference, double limit, const QString& describe) {
+                const double ref = s.of(QLatin1String(reference));
+                if (ref > 0)
+                    checks.append({b.backend, s.key, QLatin1String(reference), lib / ref, limit, describe});
+            };
+            if (s.key != QLatin1String("build")) {
+                const bool single = s.key == QLatin1String("insert");
+                add("qt_text", single ? 1.20 : 1.15, QStringLiteral("overhead over raw Qt on the same texts"));
+            }
+            if (s.key == QLatin1String("query") && b.backend == QLatin1String("sqlite"))
+                add("c_api", 2.0, QStringLiteral("at least half the speed of the sqlite3 C API"));
+            if (s.key == QLatin1String("insert_list"))
+                add("soci", 2.0, QStringLiteral("at least half the speed of SOCI's bulk insert"));
+        }
+    }
+    return checks;
+}
+
+} // namespace
+
+QString describeMachine()
+{
+    QStringList lines;
+    const QString cpuinfo = readFile(QStringLiteral("/proc/cpuinfo"));
+    const QRegularExpression model(QStringLiteral("model name\\s*:\\s*(.*)"));
+    const QString cpu = model.match(cpuinfo).captured(1).trimmed();
+    lines << QStringLiteral("CPU: %1, %2 logical cores").arg(cpu.isEmpty() ? QStringLiteral("unknown") : cpu)
+                 .arg(QThread::idealThreadCount());
+    const QRegularExpression memory(QStringLiteral("MemTotal:\\s*(\\d+) kB"));
+    const qint64 kb = memory.match(readFile(QStringLiteral("/proc/meminfo"))).captured(1).toLongLong();
+    if (kb > 0)
+        lines << QStringLiteral("Memory: %1 GiB").arg(double(kb) / (1024 * 1024), 0, 'f', 1);
+    lines << QStringLiteral("System: %1, kernel %2").arg(QSysInfo::prettyProductName(), QSysInfo::kernelVersion());
+    lines << QStringLiteral("Qt %1, %2, compiler %3").arg(QLatin1String(qVersion()),
+#ifdef NDEBUG
+        QStringLiteral("optimised build"),
+#else
+        QStringLiteral("debug build"),
+#endif
+        QLatin1String(__VERSION__));
+    lines << QStringLiteral("Client libraries: sqlite3 %1, libpq %2, SOCI %3")
+                 .arg(QLatin1String(sqlite3_libversion()))
+                 .arg(PQlibVersion())
+                 .arg(QString::fromLatin1(SOCI_LIB_VERSION).replace(QLatin1Char('_'), QLatin1Char('.')));
+    return lines.join(QLatin1Char('\n'));
+}
+
+void printBackend(QTextStream& out, const BackendResult& result, const Options& options)
+{
+    out << '\n' << result.displayName;
+    if (!result.version.isEmpty())
+        out << " (" << result.version << ')';
+    if (!result.connected)
+        out << ": no server, statement building only";
+    out << " -- median ms of " << options.reps << (options.reps == 1 ? " run" : " runs")
+        << "; (x) = Tessark / reference, lower is better\n";
+    const int titleWidth = 40;
+    out << QStringLiteral("%1%2").arg(QStringLiteral("scenario"), -titleWidth).arg(QStringLiteral("Tessark"), 10);
+    for (const char* ref : references)
+        out << QStringLiteral("%1").arg(referenceTitle(QLatin1String(ref), result.backend), 20);
+    out << '\n';
+    bool built = false;
+    for (const ScenarioResult& s : result.scenarios) {
+        const double lib = s.of(QStringLiteral("library"));
+        out << QStringLiteral("%1%2").arg(s.title, -titleWidth).arg(lib < 0 ? QStringLiteral("-") : ms(lib), 10);
+        for (const char* ref : references) {
+            const double r = s.of(QLatin1String(ref));
+            QString cell = QStringLiteral("-");
+            if (r > 0)
+                cell = lib < 0 ? ms(r) : QStringLiteral("%1 (%2)").arg(ms(r), ratio(lib, r));
+            out << QStringLiteral("%1").arg(cell, 20);
+        }
+        out << '\n';
+        built = built || s.key == QLatin1String("build");
+    }
+    if (built)
+        out << "GetInsertSql: the Qt column is the identical text built by hand with QString.\n";
+}
+
+void printTargets(QTextStream& out, const Report& report)
+{
+    const QVector<TargetCheck> checks = checkTargets(report);
+    if (checks.isEmpty())
+        return;
+    out << "\nTargets (Tessark / reference, medians):\n";
+    for (const TargetCheck& c : checks) {
+        out << QStringLiteral("  %1 %2 %3 vs %4: %5 (limit %6, %7)\n")
+                   .arg(c.met() ? QStringLiteral("met   ") : QStringLiteral("MISSED"), c.backend, c.scenario,
+                        c.reference, QString::number(c.ratio, 'f', 2), QString::number(c.limit, 'f', 2),
+                        c.describe);
+    }
+}
+
+void printMachineLines(QTextStream& out, const Report& report)
+{
+    out << '\n';
+    for (const BackendResult& b : report.backends) {
+        for (const ScenarioResult& s : b.scenarios) {
+            QJsonObject line;
+            line.insert(QStringLiteral("backend"), b.backend);
+            line.insert(QStringLiteral("scenario"), s.key);
+            line.insert(QStringLiteral("size"), s.size);
+            line.insert(QStringLiteral("reps"), s.reps);
+            const double lib = s.of(QStringLiteral("library"));
+            for (const Timing& t : s.times) {
+                line.insert(t.contender + QStringLiteral("_ms"), t.median);
+                if (t.contender != QLatin1String("library") && lib >= 0)
+                    line.insert(t.contender + QStringLiteral("_ratio"), lib / t.median);
+            }
+            out << "BENCH " << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
+        }
+    }
+}
+
+bool writeDoc(const QString& path, const Report& report)
+{
+    const QString begin = QStringLiteral("<!-- bench-results:begin -->");
+    const QString end = QStringLiteral("<!-- bench-results:end -->");
+    QString section;
+    QTextStream md(&section);
+    md << begin << "\n\n";
+    md << "Run of " << QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd HH:mm")) << " UTC, "
+       << report.options.reps << (report.options.reps == 1 ? " repetition" : " repetitions")
+       << " per contender, medians in ms; (x) = Tessark / reference, lower is better.\n\n";
+    for (const QString& line : report.machine.split(QLatin1Char('\n')))
+        md << "- " << line << '\n';
+    for (const BackendResult& b : report.backends) {
+        md << "\n### " << b.displayName;
+        if (!b.version.isEmpty())
+            md << " (" << b.version << ')';
+        md << "\n\n| scenario | Tessark |";
+        for (const char* ref : references)
+            md << ' ' << referenceTitle(QLatin1String(ref), b.backend) << " |";
+        md << "\n|---|---:|---:|---:|---:|---:|\n";
+        for (const ScenarioResult& s : b.scenarios) {
+            const double lib = s.of(QStringLiteral("library"));
+            md << "| " << s.title << " | " << (lib < 0 ? QStringLiteral("-") : ms(lib)) << " |";
+            for (const char* ref : references) {
+                const double r = s.of(QLatin1String(ref));
+                if (r <= 0)
+                    md << " - |";
+                else if (lib < 0)
+                    md << ' ' << ms(r) << " |";
+                else
+                    md << ' ' << ms(r) << " (" << ratio(lib, r) << ") |";
+            }
+            md << '\n';
+        }
+    }
+    const QVector<TargetCheck> checks = checkTargets(report);
+    if (!checks.isEmpty()) {
+        md << "\nTargets:\n\n| database | scenario | against | ratio | limit | |\n|---|---|---|---:|---:|---|\n";
+        for (const TargetCheck& c : checks) {
+            md << "| " << c.backend << " | " << c.scenario << " | " << c.reference << " | "
+               << QString::number(c.ratio, 'f', 2) << " | " << QString::number(c.limit, 'f', 2) << " | "
+               << (c.met() ? "met" : "**missed**") << " |\n";
+        }
+    }
+    md << '\n' << end;
+    md.flush();
+
+    QString text = readFile(path);
+    const int from = text.indexOf(begin);
+    const int to = text.indexOf(end);
+    if (from >= 0 && to > from)
+        text.replace(from, to + end.size() - from, section);
+    else
+        text += (text.isEmpty() || text.endsWith(QLatin1Char('\n')) ? QString() : QStringLiteral("\n")) + section
+                + QLatin1Char('\n');
+    QSaveFile f(path);
+    if (!f.open(QIODevice::WriteOnly))
+        return false;
+    f.write(text.toUtf8());
+    return f.commit();
+}
+
+} // namespace Bench

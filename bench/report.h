@@ -1,0 +1,88 @@
+#ifndef TESSARK_BENCH_REPORT_H
+#define TESSARK_BENCH_REPORT_H
+
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+#include <QVector>
+
+#include <vector>
+
+#include "bench.h"
+
+namespace Bench {
+
+struct ScenarioInfo
+{
+    Scenario id;
+    const char* key;
+    bool needsDb;
+};
+
+const std::vector<ScenarioInfo>& allScenarios();
+QString scenarioKey(Scenario scenario);
+
+struct Options
+{
+    bool quick = false;
+    int reps = 5;
+    QStringList backends;   // empty: all
+    QStringList scenarios;
+    QStringList contenders;
+
+    bool wantsBackend(const QString& key) const { return backends.isEmpty() || backends.contains(key); }
+    bool wantsScenario(const QString& key) const { return scenarios.isEmpty() || scenarios.contains(key); }
+    bool wantsContender(const QString& key) const { return contenders.isEmpty() || contenders.contains(key); }
+};
+
+struct Timing
+{
+    QString contender;
+    double median = 0; // ms
+    QVector<double> samples;
+};
+
+struct ScenarioResult
+{
+    QString key;
+    QString title;
+    int size = 0;
+    int reps = 0;
+    QVector<Timing> times;
+
+    // Median ms of a contender; negative when it did not take part.
+    double of(const QString& contender) const;
+};
+
+struct BackendResult
+{
+    QString backend;
+    QString displayName;
+    QString version;
+    bool connected = false;
+    QVector<ScenarioResult> scenarios;
+};
+
+struct Report
+{
+    Options options;
+    QString machine;
+    QString sqliteFolder;
+    QVector<BackendResult> backends;
+};
+
+double median(QVector<double> values);
+QString describeMachine();
+
+bool timedRun(Contender& c, Scenario s, Workload& w, double* ms);
+
+void printBackend(QTextStream& out, const BackendResult& result, const Options& options);
+void printTargets(QTextStream& out, const Report& report);
+// One line per scenario: "BENCH " and a JSON object.
+void printMachineLines(QTextStream& out, const Report& report);
+// Replaces the part of the file between the results markers (appends it when absent).
+bool writeDoc(const QString& path, const Report& report);
+
+} // namespace Bench
+
+#endif // TESSARK_BENCH_REPORT_H
