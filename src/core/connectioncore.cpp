@@ -93,6 +93,11 @@ void ConnectionCore::report(Step step, const QSqlError& statementError, const QS
     const QString text = error.text();
     if (!text.trimmed().isEmpty())
         log(message(step) + text);
+    noteIfLost(error, db);
+}
+
+void ConnectionCore::noteIfLost(const QSqlError& error, const QSqlDatabase& db) const
+{
     if (m_traits.connectionLost && m_traits.connectionLost(error))
         ThreadConnections::markLost(db.connectionName());
 }
@@ -153,10 +158,8 @@ bool ConnectionCore::Execution(QString sql)
     QSqlDatabase db;
     if (!prepare(sql.isEmpty(), db))
         return false;
-    if (!db.transaction()) {
-        report(Step::Execute, QSqlError(), db);
+    if (!begin(db, false))
         return false;
-    }
     bool ok;
     {
         QSqlQuery query(db);
@@ -171,6 +174,21 @@ bool ConnectionCore::Execution(QString sql)
     if (!ok)
         db.rollback();
     return ok;
+}
+
+bool ConnectionCore::begin(QSqlDatabase& db, bool idBatch)
+{
+    if (db.transaction())
+        return true;
+    noteIfLost(db.lastError(), db);
+    QString why = db.lastError().text();
+    if (why.trimmed().isEmpty())
+        why = QStringLiteral("the transaction could not begin");
+    if (idBatch && m_traits.idBatchBeginFailure)
+        log(QString::fromUtf8(m_traits.idBatchBeginFailure) + why);
+    else
+        log(message(Step::Execute) + why);
+    return false;
 }
 
 void ConnectionCore::failedCommit(QSqlDatabase& db)
@@ -192,14 +210,8 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
     QSqlDatabase db;
     if (!prepare(sqls.isEmpty(), db))
         return false;
-    if (!db.transaction()) {
-        // Nothing ran, so the batch must not look successful.
-        if (ids && m_traits.idBatchBeginFailure)
-            log(QString::fromUtf8(m_traits.idBatchBeginFailure) + db.lastError().text());
-        else
-            report(Step::Execute, QSqlError(), db);
-        return false;
-    }
+    if (!begin(db, ids != nullptr))
+        return false; // nothing ran, so the batch must not look successful
 
     bool result = true;
     int succeeded = 0;

@@ -104,6 +104,8 @@ private:
     bool prepare(bool emptyInput, QSqlDatabase& db);
     bool open(QSqlDatabase& db);
     void report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const;
+    void noteIfLost(const QSqlError& error, const QSqlDatabase& db) const;
+    bool begin(QSqlDatabase& db, bool idBatch);
     void failedCommit(QSqlDatabase& db);
     Row firstRow(QSqlDatabase& db, const QString& sql, Step step);
 
