@@ -1,0 +1,387 @@
+#include "cli.h"
+
+#include <QCoreApplication>
+#include <QDate>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QSqlDatabase>
+#include <QStandardPaths>
+#include <QUrl>
+
+#include <iostream>
+#include <string>
+
+#include <termios.h>
+#include <unistd.h>
+
+#include "tool/tessarktool.h"
+
+namespace Cli {
+
+namespace {
+
+// How the library ends each log entry.
+const QString entrySeparator = QStringLiteral("\n--------------------\n\n");
+
+const QString urlForms = QStringLiteral("use sqlite:PATH, postgresql://USER@HOST:PORT/DB, "
+                                        "mysql://USER@HOST:PORT/DB or oracle://USER@HOST:PORT/SERVICE");
+
+QTextStream& utf8(QTextStream& stream)
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    stream.setCodec("UTF-8"); // Qt 5 streams follow the locale
+#endif
+    return stream;
+}
+
+QString readPassword(const QString& who)
+{
+    err() << "Password for " << who << ": ";
+    err().flush();
+    termios saved;
+    const bool terminal = tcgetattr(STDIN_FILENO, &saved) == 0;
+    if (terminal) {
+        termios silent = saved;
+        silent.c_lflag &= ~tcflag_t(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+    }
+    std::string line;
+    std::getline(std::cin, line);
+    if (terminal)
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+    err() << '\n';
+    err().flush();
+    return QString::fromStdString(line);
+}
+
+// The password for a server URL; never waits on a stdin that is not a terminal.
+QString password(const QUrl& url, const QString& who)
+{
+    const QString inUrl = url.password(QUrl::FullyDecoded);
+    if (!inUrl.isEmpty()) {
+        warn(QStringLiteral("a password in the URL is visible to other users (process list, shell history); "
+                            "set TESSARK_PASSWORD instead"));
+        return inUrl;
+    }
+    if (qEnvironmentVariableIsSet("TESSARK_PASSWORD"))
+        return qEnvironmentVariable("TESSARK_PASSWORD");
+    if (isatty(STDIN_FILENO))
+        return readPassword(who);
+    return QString();
+}
+
+struct ServerKind
+{
+    const char* scheme;
+    Kind kind;
+    int defaultPort;
+    const char* databaseWord;
+};
+
+const ServerKind serverKinds[] = {
+    {"postgresql", PostgreSQL, 5432, "DB"},
+    {"postgres", PostgreSQL, 5432, "DB"},
+    {"mysql", MySQL, 3306, "DB"},
+    {"mariadb", MySQL, 3306, "DB"},
+    {"oracle", Oracle, 1521, "SERVICE"},
+};
+
+} // namespace
+
+void fail(const QString& message)
+{
+    throw Exit{Failed, message};
+}
+
+void usage(const QString& message)
+{
+    throw Exit{Usage, message};
+}
+
+QTextStream& out()
+{
+    static QTextStream stream(stdout);
+    static QTextStream& ready = utf8(stream);
+    return ready;
+}
+
+QTextStream& err()
+{
+    static QTextStream stream(stderr);
+    static QTextStream& ready = utf8(stream);
+    return ready;
+}
+
+void warn(const QString& message)
+{
+    out().flush();
+    err() << "tessark: warning: " << message << '\n';
+    err().flush();
+}
+
+// ---- CommandParser ----------------------------------------------------------
+
+CommandParser::CommandParser(const QString& command, const QString& description) : m_command(command)
+{
+    m_parser.setApplicationDescription(description);
+    m_parser.addHelpOption();
+}
+
+void CommandParser::addPositional(const QString& name, const QString& description, const QString& syntax)
+{
+    m_positionalNames.append(name);
+    m_parser.addPositionalArgument(name, description, syntax);
+}
+
+void CommandParser::addOption(const QCommandLineOption& option)
+{
+    m_parser.addOption(option);
+}
+
+void CommandParser::addLogOption()
+{
+    addOption(QCommandLineOption(QStringLiteral("log"),
+                                 QStringLiteral("Folder of the library's daily log (default: %1).")
+                                         .arg(QDir::toNativeSeparators(defaultLogFolder())),
+                                 QStringLiteral("DIR")));
+}
+
+void CommandParser::addTagOption()
+{
+    addOption(QCommandLineOption(QStringLiteral("tag"),
+                                 QStringLiteral("Connection tag: names this program's connection (default: tessark)."),
+                                 QStringLiteral("TAG"), QStringLiteral("tessark")));
+}
+
+QString CommandParser::helpText() const
+{
+    // Qt names the program by its path; the user typed "tessark <command>".
+    QString text = m_parser.helpText();
+    const QString usageHead = QStringLiteral("Usage: ") + QCoreApplication::arguments().value(0);
+    if (text.startsWith(usageHead))
+        text.replace(0, usageHead.size(), QStringLiteral("Usage: tessark ") + m_command);
+    return text;
+}
+
+void CommandParser::parse(const QStringList& args, int minPositional, int maxPositional)
+{
+    if (!m_parser.parse(QStringList{QStringLiteral("tessark")} + args)) {
+        QString why = m_parser.errorText();
+        if (why.endsWith(QLatin1Char('.')))
+            why.chop(1);
+        usage(QStringLiteral("%1: %2; see `tessark %1 --help`").arg(m_command, why));
+    }
+    if (m_parser.isSet(QStringLiteral("help"))) {
+        out() << helpText();
+        throw Exit{Success, QString()};
+    }
+    const QStringList given = positional();
+    if (given.size() < minPositional) {
+        usage(QStringLiteral("%1: missing %2; see `tessark %1 --help`")
+                      .arg(m_command, m_positionalNames.mid(given.size(), minPositional - given.size())
+                                              .join(QStringLiteral(" and "))));
+    }
+    if (given.size() > maxPositional) {
+        usage(QStringLiteral("%1: unexpected argument \"%2\" (quote an SQL statement as one argument); "
+                             "see `tessark %1 --help`")
+                      .arg(m_command, given.at(maxPositional)));
+    }
+}
+
+QString CommandParser::setUpLog() const
+{
+    const QString given = m_parser.isSet(QStringLiteral("log")) ? m_parser.value(QStringLiteral("log"))
+                                                                 : defaultLogFolder();
+    const QString folder = QFileInfo(given).absoluteFilePath();
+    if (!QDir().mkpath(folder) || !QFileInfo(folder).isDir())
+        usage(QStringLiteral("cannot create the log folder %1; pass a writable one with --log DIR").arg(folder));
+    TessarkTool::SetLogPath(folder);
+    return folder;
+}
+
+// ---- Folders and the log --------------------------------------------------
+
+QString defaultDataFolder()
+{
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    if (!data.isEmpty())
+        return data;
+    return QDir::temp().filePath(QStringLiteral("tessark"));
+}
+
+QString defaultLogFolder()
+{
+    return defaultDataFolder() + QStringLiteral("/logs");
+}
+
+QString todayLogFile()
+{
+    // The library names its files by the local date in the C locale.
+    return TessarkTool::GetLogPath() + QLatin1Char('/')
+           + QLocale::c().toString(QDate::currentDate(), QStringLiteral("yyyy-MM-dd")) + QStringLiteral(".log");
+}
+
+LogWatch::LogWatch() : m_file(todayLogFile()), m_size(QFileInfo(m_file).size()) {}
+
+QString LogWatch::lastMessage() const
+{
+    // Past midnight the library has started the next day's file.
+    const QString file = todayLogFile();
+    const qint64 from = file == m_file ? m_size : 0;
+    QFile log(file);
+    if (!log.open(QIODevice::ReadOnly) || !log.seek(from))
+        return QString();
+    const QString written = QString::fromUtf8(log.readAll());
+    const QStringList entries = written.split(entrySeparator, Qt::SkipEmptyParts);
+    for (auto it = entries.crbegin(); it != entries.crend(); ++it) {
+        // The first line is the entry's stamp.
+        const int stampEnd = it->indexOf(QLatin1Char('\n'));
+        const QString message = stampEnd < 0 ? QString() : it->mid(stampEnd + 1);
+        if (!message.trimmed().isEmpty())
+            return message;
+    }
+    return QString();
+}
+
+QString LogWatch::driverText() const
+{
+    const QString message = lastMessage();
+    // The library heads the driver's text with a line of its own.
+    const int headingEnd = message.indexOf(QLatin1Char('\n'));
+    const QString driver = headingEnd < 0 ? message : message.mid(headingEnd + 1);
+    return (driver.trimmed().isEmpty() ? message : driver).simplified();
+}
+
+void libraryFailure(const LogWatch& watch, const QString& what, const QString& hint)
+{
+    QString message = what;
+    const QString driver = watch.driverText();
+    message += driver.isEmpty() ? QStringLiteral(" (the library logged no reason)") : QStringLiteral(": ") + driver;
+    if (!hint.isEmpty())
+        message += QStringLiteral("; ") + hint;
+    fail(message);
+}
+
+// ---- Connections ------------------------------------------------------------
+
+Connection parseConnection(const QString& text, const QString& tag)
+{
+    Connection connection;
+    const QString sqlitePrefix = QStringLiteral("sqlite:");
+    if (text.startsWith(sqlitePrefix, Qt::CaseInsensitive)) {
+        const QString path = text.mid(sqlitePrefix.size());
+        if (path.isEmpty())
+            usage(QStringLiteral("\"%1\" names no file; write sqlite:PATH, as in sqlite:shop.db").arg(text));
+        connection.info = ConnInfoModel(SQLite, path, tag);
+        connection.display = sqlitePrefix + path;
+        connection.scheme = QStringLiteral("sqlite");
+        return connection;
+    }
+
+    QUrl url(text, QUrl::StrictMode);
+    if (!url.isValid())
+        // Qt's text goes on to repeat the URL; its first clause says what is wrong.
+        usage(QStringLiteral("\"%1\" is not a valid URL (%2); %3")
+                      .arg(text, url.errorString().section(QLatin1Char(';'), 0, 0), urlForms));
+    if (url.scheme().isEmpty()) {
+        usage(QStringLiteral("\"%1\" is not a connection URL; %2 (a SQLite file needs the prefix: sqlite:%1)")
+                      .arg(text, urlForms));
+    }
+    const QString scheme = url.scheme().toLower();
+    const ServerKind* kind = nullptr;
+    for (const ServerKind& candidate : serverKinds) {
+        if (scheme == QLatin1String(candidate.scheme))
+            kind = &candidate;
+    }
+    if (!kind)
+        usage(QStringLiteral("\"%1\": unknown database kind \"%2\"; %3").arg(text, url.scheme(), urlForms));
+    const QString form = QStringLiteral("%1://USER@HOST:PORT/%2").arg(scheme, QLatin1String(kind->databaseWord));
+    if (url.host().isEmpty())
+        usage(QStringLiteral("\"%1\" names no host; write %2").arg(text, form));
+    if (url.userName().isEmpty())
+        usage(QStringLiteral("\"%1\" names no user; write %2").arg(text, form));
+    const QString database = url.path(QUrl::FullyDecoded).mid(1);
+    if (database.isEmpty() || database.contains(QLatin1Char('/')))
+        usage(QStringLiteral("\"%1\" needs one %2 name after the host; write %3")
+                      .arg(text, QLatin1String(kind->databaseWord), form));
+    if (url.hasQuery() || url.hasFragment())
+        usage(QStringLiteral("\"%1\": options after \"?\" or \"#\" are not understood; write %2").arg(text, form));
+    const int port = url.port(kind->defaultPort);
+    if (port <= 0)
+        usage(QStringLiteral("\"%1\": port %2 is not usable; write %3").arg(text).arg(port).arg(form));
+
+    QUrl shown = url;
+    shown.setPassword(QString());
+    shown.setPort(port);
+    connection.display = shown.toString();
+    connection.scheme = scheme;
+    connection.info = ConnInfoModel(kind->kind, url.host(), port, url.userName(QUrl::FullyDecoded),
+                                    password(url, QStringLiteral("%1@%2").arg(url.userName(), url.host())),
+                                    database, tag);
+    return connection;
+}
+
+void requireDriver(const Connection& connection)
+{
+    struct Driver
+    {
+        Kind kind;
+        const char* key;
+        const char* missing;
+    };
+    static const Driver drivers[] = {
+        {SQLite, "QSQLITE", "Qt's SQLite driver (QSQLITE) is not installed; install libqt5sql5-sqlite"},
+        {PostgreSQL, "QPSQL", "Qt's PostgreSQL driver (QPSQL) is not installed; install libqt5sql5-psql"},
+        {MySQL, "QMYSQL", "Qt's MySQL driver (QMYSQL) is not installed; install libqt5sql5-mysql"},
+        {Oracle, "QOCI",
+         "Qt's Oracle driver (QOCI) is not installed, and Debian does not package it; "
+         "build Qt's QOCI plugin against Oracle's client libraries to use oracle:// URLs"},
+    };
+    for (const Driver& driver : drivers) {
+        if (driver.kind == connection.info.Type && !QSqlDatabase::isDriverAvailable(QLatin1String(driver.key)))
+            fail(QStringLiteral("cannot open %1: %2").arg(connection.display, QLatin1String(driver.missing)));
+    }
+}
+
+void checkReachable(const Connection& connection)
+{
+    requireDriver(connection);
+    if (connection.info.Type != SQLite)
+        return;
+    // The library never creates a database file on connecting; say so before it logs.
+    const QFileInfo file(connection.info.DatabaseName);
+    if (!file.exists()) {
+        usage(QStringLiteral("no SQLite database at %1; check the path, or create one with "
+                             "`tessark create-db SCHEMA.json`")
+                      .arg(file.absoluteFilePath()));
+    }
+    if (!file.isFile())
+        usage(QStringLiteral("%1 is not a file; a sqlite: URL names the database file").arg(file.absoluteFilePath()));
+}
+
+void connectFailure(const LogWatch& watch, const Connection& connection)
+{
+    libraryFailure(watch, QStringLiteral("cannot connect to %1").arg(connection.display),
+                   connection.info.Type == SQLite
+                           ? QString()
+                           : QStringLiteral("check that the server runs and that host, port, user and "
+                                            "TESSARK_PASSWORD are right"));
+}
+
+QString pickTable(const QStringList& tables, const LogWatch& watch, const Connection& connection,
+                  const QString& table)
+{
+    if (tables.isEmpty() && !watch.lastMessage().isEmpty())
+        libraryFailure(watch, QStringLiteral("cannot list the tables of %1").arg(connection.display));
+    if (tables.contains(table))
+        return table;
+    for (const QString& name : tables) {
+        if (name.compare(table, Qt::CaseInsensitive) == 0)
+            return name;
+    }
+    fail(QStringLiteral("no table \"%1\" in %2; `tessark tables %2` lists them").arg(table, connection.display));
+}
+
+} // namespace Cli

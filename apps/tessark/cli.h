@@ -1,0 +1,162 @@
+#ifndef TESSARK_APPS_CLI_H
+#define TESSARK_APPS_CLI_H
+
+// What every tessark command shares: exit codes, output streams, the log
+// folder and reading back what the library just logged, connection URLs.
+
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+
+#include <type_traits>
+
+#include "handle/extendhandle.h"
+
+namespace Cli {
+
+// 0 done; 1 the database or the library reported a failure; 2 the command
+// line or an input file is wrong (nothing was attempted).
+enum ExitCode { Success = 0, Failed = 1, Usage = 2 };
+
+// Thrown to end a command: message (one line) goes to stderr unless empty.
+struct Exit
+{
+    int code;
+    QString message;
+};
+
+[[noreturn]] void fail(const QString& message);
+[[noreturn]] void usage(const QString& message);
+
+QTextStream& out();
+QTextStream& err();
+void warn(const QString& message);
+
+// The database kinds as the library numbers them.
+enum Kind : short { PostgreSQL = 0, Oracle = 1, SQLite = 2, MySQL = 3 };
+
+// One command's parser: a help text that names the command, --help, and
+// positional argument counts checked with a message that says what is missing.
+class CommandParser
+{
+public:
+    CommandParser(const QString& command, const QString& description);
+
+    void addPositional(const QString& name, const QString& description, const QString& syntax = QString());
+    void addOption(const QCommandLineOption& option);
+    // --log DIR; every command has it.
+    void addLogOption();
+    // --tag TAG for the commands that take a CONNECTION.
+    void addTagOption();
+
+    // Parses (args without the program and command names); --help ends the
+    // command with its help on stdout.
+    void parse(const QStringList& args, int minPositional, int maxPositional);
+
+    QCommandLineParser& parser() { return m_parser; }
+    QString helpText() const;
+    QStringList positional() const { return m_parser.positionalArguments(); }
+    bool isSet(const QString& name) const { return m_parser.isSet(name); }
+    QString value(const QString& name) const { return m_parser.value(name); }
+    QString command() const { return m_command; }
+
+    // Sets the library's log folder from --log (or the default) and returns it.
+    QString setUpLog() const;
+
+private:
+    QString m_command;
+    QStringList m_positionalNames;
+    QCommandLineParser m_parser;
+};
+
+// The default folders: under the user's data folder, else the temporary folder.
+QString defaultDataFolder();
+QString defaultLogFolder();
+
+// The file today's log entries go to.
+QString todayLogFile();
+
+// Remembers where today's log ended; afterwards tells what the library wrote since.
+class LogWatch
+{
+public:
+    LogWatch();
+    // The message of the last entry written since construction; empty when none.
+    QString lastMessage() const;
+    // The driver's text of that entry (the message without the library's
+    // heading line), on one line; empty when nothing was logged.
+    QString driverText() const;
+
+private:
+    QString m_file;
+    qint64 m_size = 0;
+};
+
+// Throws a failure "what: <driver text>; hint" from what the library logged.
+[[noreturn]] void libraryFailure(const LogWatch& watch, const QString& what, const QString& hint = QString());
+
+// A CONNECTION argument understood.
+struct Connection
+{
+    ConnInfoModel info{0, QString(), QString()};
+    QString display; // the URL without any password
+    QString scheme;
+};
+
+// sqlite:PATH, postgresql://USER@HOST[:PORT]/DB, mysql://..., oracle://USER@HOST[:PORT]/SERVICE.
+// The password comes from TESSARK_PASSWORD, else a prompt when stdin is a
+// terminal; one inside the URL is used with a warning.
+Connection parseConnection(const QString& url, const QString& tag);
+
+// Fails when Qt's driver for the connection's kind is not installed.
+void requireDriver(const Connection& connection);
+// Checks what can be checked before connecting (the driver is installed, a
+// SQLite file exists); fails with what to fix.
+void checkReachable(const Connection& connection);
+// Ends the command after InitConnect failed, with the driver's message.
+[[noreturn]] void connectFailure(const LogWatch& watch, const Connection& connection);
+// The table's name as the database spells it (exact match first, then
+// ignoring case); fails when there is no such table.
+QString pickTable(const QStringList& tables, const LogWatch& watch, const Connection& connection,
+                  const QString& table);
+
+inline void initInfo(ExtendHandle& handle, const Connection& connection);
+template <class Query>
+void initInfo(Query& query, const Connection& connection)
+{
+    const ConnInfoModel& info = connection.info;
+    if constexpr (std::is_same_v<Query, SQLiteQuery>)
+        query.InitInfo(info.DatabaseName, info.ConnectTag);
+    else
+        query.InitInfo(info.Host, info.Port, info.UserName, info.Password, info.DatabaseName, info.ConnectTag);
+}
+
+// Sets up the handle (or a backend's query object) and connects; fails with
+// the driver's message.
+template <class Db>
+void connect(Db& db, const Connection& connection)
+{
+    checkReachable(connection);
+    initInfo(db, connection);
+    const LogWatch watch;
+    if (!db.InitConnect())
+        connectFailure(watch, connection);
+}
+
+template <class Db>
+QString requireTable(Db& db, const Connection& connection, const QString& table)
+{
+    const LogWatch watch;
+    return pickTable(db.GetTableNames(), watch, connection, table);
+}
+
+inline void initInfo(ExtendHandle& handle, const Connection& connection)
+{
+    handle.InitInfo(connection.info);
+}
+
+} // namespace Cli
+
+#endif // TESSARK_APPS_CLI_H
