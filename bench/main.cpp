@@ -184,6 +184,9 @@ public:
         QSqlDatabase db = target.addQtConnection(name());
         if (!db.open())
             die(QStringLiteral("%1: cannot connect: %2").arg(target.displayName(), db.lastError().text()));
+        // DROP TABLE IF EXISTS would print a notice on stderr.
+        if (target.db == Db::PostgreSQL)
+            exec(QStringLiteral("SET client_min_messages = warning"));
     }
     ~Setup()
     {
