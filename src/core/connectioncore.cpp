@@ -122,7 +122,12 @@ bool ConnectionCore::InitConnect()
 
 bool ConnectionCore::open(QSqlDatabase& db)
 {
-    const bool ok = db.isOpen() || db.open();
+    bool ok = db.isOpen();
+    if (!ok) {
+        ok = db.open();
+        if (ok)
+            sessionOpened(db);
+    }
     if (!ok)
         log(message(Step::Open) + db.lastError().text());
     emit OpenEvent(ok, m_traits.type);

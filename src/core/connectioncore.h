@@ -94,6 +94,8 @@ protected:
     virtual void configure(QSqlDatabase& db) const = 0;
     // The mutex that serialises work on this database; null for none.
     virtual QMutex* workMutex() const { return nullptr; }
+    // Runs once on every newly opened session, before its first statement.
+    virtual void sessionOpened(QSqlDatabase& db) { Q_UNUSED(db); }
 
     void log(const QString& message) const;
 

@@ -14,6 +14,9 @@ public:
     // Both batch forms; InsertList is the id-collecting one.
     using ServerConnection::ExecutionList;
     using ServerConnection::InsertList;
+
+protected:
+    void sessionOpened(QSqlDatabase& db) override;
 };
 
 #endif // TESSARK_MYSQL_MYSQLHELP_H
