@@ -80,8 +80,9 @@ QString HostileValues::randomCharacters(int count)
         } else
             code = 0x10000 + m_random.bounded(0xFFFF0u); // astral planes
         if (code > 0xFFFF) {
-            text += QChar::highSurrogate(code);
-            text += QChar::lowSurrogate(code);
+            // Through QChar: a bare char16_t would pick the narrowing operator+=(char).
+            text += QChar(QChar::highSurrogate(code));
+            text += QChar(QChar::lowSurrogate(code));
         } else {
             text += QChar(char16_t(code));
         }
