@@ -575,7 +575,7 @@ private slots:
 
     void passwordFromEnvironmentIsUsed()
     {
-        // MariaDB's root has no password here: a wrong one from the environment must be refused.
+        // The server knows the test account's password: a wrong one from the environment must be refused.
         TESSARK_REQUIRE_SERVER(Server::MySQL, address);
         const Result r = tessark({"tables", serverUrl("mysql", address)},
                                  {{"TESSARK_PASSWORD", address.password + "wrong"}});
