@@ -276,7 +276,6 @@ Connection parseConnection(const QString& text, const QString& tag)
             usage(QStringLiteral("\"%1\" names no file; write sqlite:PATH, as in sqlite:shop.db").arg(text));
         connection.info = ConnInfoModel(SQLite, path, tag);
         connection.display = sqlitePrefix + path;
-        connection.scheme = QStringLiteral("sqlite");
         return connection;
     }
 
@@ -316,7 +315,6 @@ Connection parseConnection(const QString& text, const QString& tag)
     shown.setPassword(QString());
     shown.setPort(port);
     connection.display = shown.toString();
-    connection.scheme = scheme;
     connection.info = ConnInfoModel(kind->kind, url.host(), port, url.userName(QUrl::FullyDecoded),
                                     password(url, QStringLiteral("%1@%2").arg(url.userName(), url.host())),
                                     database, tag);

@@ -102,7 +102,6 @@ struct Connection
 {
     ConnInfoModel info{0, QString(), QString()};
     QString display; // the URL without any password
-    QString scheme;
 };
 
 // sqlite:PATH, postgresql://USER@HOST[:PORT]/DB, mysql://..., oracle://USER@HOST[:PORT]/SERVICE.
@@ -122,7 +121,11 @@ void checkReachable(const Connection& connection);
 QString pickTable(const QStringList& tables, const LogWatch& watch, const Connection& connection,
                   const QString& table);
 
-inline void initInfo(ExtendHandle& handle, const Connection& connection);
+inline void initInfo(ExtendHandle& handle, const Connection& connection)
+{
+    handle.InitInfo(connection.info);
+}
+
 template <class Query>
 void initInfo(Query& query, const Connection& connection)
 {
@@ -145,18 +148,13 @@ void connect(Db& db, const Connection& connection)
         connectFailure(watch, connection);
 }
 
+// The table's real name, from the handle's (or query object's) table list.
 template <class Db>
 QString requireTable(Db& db, const Connection& connection, const QString& table)
 {
     const LogWatch watch;
     return pickTable(db.GetTableNames(), watch, connection, table);
 }
-
-inline void initInfo(ExtendHandle& handle, const Connection& connection)
-{
-    handle.InitInfo(connection.info);
-}
-
 } // namespace Cli
 
 #endif // TESSARK_APPS_CLI_H

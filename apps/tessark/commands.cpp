@@ -296,7 +296,6 @@ int runCreateDb(const QStringList& args)
     Connection connection;
     connection.info = ConnInfoModel(SQLite, model.DatabasePath, QStringLiteral("tessark-create"));
     connection.display = QStringLiteral("sqlite:") + model.DatabasePath;
-    connection.scheme = QStringLiteral("sqlite");
     requireDriver(connection);
 
     SQLiteQuery query;

@@ -145,7 +145,6 @@ int runDemo(const QStringList& args)
     Connection connection;
     connection.info = ConnInfoModel(SQLite, dbPath, QStringLiteral("demo"));
     connection.display = QStringLiteral("sqlite:") + dbPath;
-    connection.scheme = QStringLiteral("sqlite");
     requireDriver(connection);
     checkReplaceable(dbPath);
 
