@@ -37,6 +37,28 @@ bool PersistenceCore::rejectNull(const QList<ObjectModel*>& list, const char* op
     return false;
 }
 
+// A row-picking statement needs a key column: an empty one is written as ""
+// in its WHERE, which SQLite reads as the empty text, so `"" = ''` would pick
+// every row of the table.
+bool PersistenceCore::rejectNoKey(const QString& key, const char* operation) const
+{
+    if (!key.isEmpty())
+        return false;
+    TessarkTool::WriteLog(QStringLiteral("%1执行SQL语出出错 错误信息：\n%2: no key column")
+                              .arg(QLatin1String(m_connection.traits().displayName),
+                                   QLatin1String(operation)));
+    return true;
+}
+
+bool PersistenceCore::rejectNoKey(const QList<ObjectModel*>& list, const char* operation) const
+{
+    for (const ObjectModel* obj : list) {
+        if (rejectNoKey(obj->Key, operation))
+            return true;
+    }
+    return false;
+}
+
 bool PersistenceCore::execute(const QString& sql)
 {
     QMutexLocker locker(&m_executionLock);
@@ -251,7 +273,7 @@ bool PersistenceCore::InsertList(QString tableName, QList<QList<FieldPair>> rows
 
 bool PersistenceCore::Update(ObjectModel* obj)
 {
-    if (rejectNull(obj, "Update"))
+    if (rejectNull(obj, "Update") || rejectNoKey(obj->Key, "Update"))
         return false;
     GetTable();
     return execute(GetUpdateSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key));
@@ -259,6 +281,8 @@ bool PersistenceCore::Update(ObjectModel* obj)
 
 bool PersistenceCore::Update(QString tableName, QString key, QList<FieldPair> fields)
 {
+    if (rejectNoKey(key, "Update"))
+        return false;
     GetTable();
     return execute(GetUpdateSql(tableName, key, GetColumn(tableName), fields));
 }
@@ -268,12 +292,16 @@ bool PersistenceCore::UpdateByKey(ObjectModel* obj, QString keyName)
     if (rejectNull(obj, "UpdateByKey"))
         return false;
     GetTable();
-    return execute(GetUpdateSqlByKey(obj->TableName, keyName, GetColumn(obj->TableName), obj));
+    // The WHERE names the column that keyName matches, which is empty when it matches none.
+    const QStringList columns = GetColumn(obj->TableName);
+    if (rejectNoKey(ContainsColumn(columns, keyName), "UpdateByKey"))
+        return false;
+    return execute(GetUpdateSqlByKey(obj->TableName, keyName, columns, obj));
 }
 
 bool PersistenceCore::UpdateList(QList<ObjectModel*> list, bool continueOnError)
 {
-    if (list.isEmpty() || rejectNull(list, "UpdateList"))
+    if (list.isEmpty() || rejectNull(list, "UpdateList") || rejectNoKey(list, "UpdateList"))
         return false;
     GetTable();
     QStringList sqls;
@@ -285,19 +313,23 @@ bool PersistenceCore::UpdateList(QList<ObjectModel*> list, bool continueOnError)
 
 bool PersistenceCore::Delete(QString tableName, QString key, QList<FieldPair> fields)
 {
+    if (rejectNoKey(key, "Delete"))
+        return false;
     GetTable();
     return execute(GetDeleteSql(tableName, key, fields));
 }
 
 bool PersistenceCore::Delete(QString column, QVariant value, QString tableName)
 {
+    if (rejectNoKey(column, "Delete"))
+        return false;
     GetTable();
     return execute(GetDeleteSql(tableName, column, value));
 }
 
 bool PersistenceCore::Delete(QString column, QVariant value, ObjectModel* obj)
 {
-    if (rejectNull(obj, "Delete"))
+    if (rejectNull(obj, "Delete") || rejectNoKey(column, "Delete"))
         return false;
     GetTable();
     return execute(GetDeleteSql(obj->TableName, column, value));
@@ -311,7 +343,7 @@ bool PersistenceCore::DeleteAll(QString tableName)
 
 bool PersistenceCore::DeleteList(QList<ObjectModel*> list, bool continueOnError)
 {
-    if (list.isEmpty() || rejectNull(list, "DeleteList"))
+    if (list.isEmpty() || rejectNull(list, "DeleteList") || rejectNoKey(list, "DeleteList"))
         return false;
     GetTable();
     QStringList sqls;
@@ -324,6 +356,8 @@ bool PersistenceCore::DeleteList(QList<ObjectModel*> list, bool continueOnError)
 bool PersistenceCore::DeleteList(QString column, QList<QVariant> values, QString tableName,
                                  bool continueOnError)
 {
+    if (rejectNoKey(column, "DeleteList"))
+        return false;
     GetTable();
     QStringList sqls;
     sqls.reserve(values.size());

@@ -65,6 +65,8 @@ private:
     QString lastIdSql(const QString& key, const QString& tableName) const;
     bool rejectNull(const ObjectModel* obj, const char* operation) const;
     bool rejectNull(const QList<ObjectModel*>& list, const char* operation) const;
+    bool rejectNoKey(const QString& key, const char* operation) const;
+    bool rejectNoKey(const QList<ObjectModel*>& list, const char* operation) const;
     static void writeKey(ObjectModel* obj, const QVariant& value);
     static bool keyAccepted(const QVariant& value);
 };
