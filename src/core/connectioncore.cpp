@@ -177,7 +177,7 @@ bool ConnectionCore::Execution(QString sql)
         return false;
     }
     if (!ok)
-        db.rollback();
+        rollback(db);
     return ok;
 }
 
@@ -196,11 +196,19 @@ bool ConnectionCore::begin(QSqlDatabase& db, bool idBatch)
     return false;
 }
 
+// A session that died has ended its transaction on the server already, and
+// Qt warns about a rollback on a handle it no longer reports open.
+void ConnectionCore::rollback(QSqlDatabase& db)
+{
+    if (db.isOpen())
+        db.rollback();
+}
+
 void ConnectionCore::failedCommit(QSqlDatabase& db)
 {
     report(Step::Execute, QSqlError(), db);
     if (!m_traits.failedCommitEndsTransaction)
-        db.rollback();
+        rollback(db);
 }
 
 bool ConnectionCore::ExecutionList(QStringList sqls, bool continueOnError)
@@ -250,7 +258,7 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
         return false;
     }
     if (!keep)
-        db.rollback();
+        rollback(db);
     return result;
 }
 

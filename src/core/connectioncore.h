@@ -109,6 +109,7 @@ private:
     void noteIfLost(const QSqlError& error, const QSqlDatabase& db) const;
     bool begin(QSqlDatabase& db, bool idBatch);
     void failedCommit(QSqlDatabase& db);
+    void rollback(QSqlDatabase& db);
     Row firstRow(QSqlDatabase& db, const QString& sql, Step step);
 
     const ConnectionTraits& m_traits;
