@@ -14,6 +14,8 @@
 
 tessark_servers_log() { echo "servers: $*" >&2; }
 
+tessark_scripts_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+
 # A loopback port nothing listens on. The server start retries on a clash.
 tessark_free_port() {
     local port
@@ -43,7 +45,8 @@ tessark_servers_stop() {
         wait "$TESSARK_MY_PID" 2>/dev/null || true
     fi
     rm -rf "$dir"
-    unset TESSARK_SERVERS_DIR TESSARK_MY_PID TESSARK_TEST_PG TESSARK_TEST_MYSQL
+    unset TESSARK_SERVERS_DIR TESSARK_MY_PID TESSARK_TEST_PG TESSARK_TEST_MYSQL \
+        TESSARK_TEST_PG_DATA TESSARK_TEST_PG_RESTART
 }
 
 tessark_start_postgresql() {
@@ -72,6 +75,9 @@ tessark_start_postgresql() {
             start >/dev/null 2>&1; then
             "$TESSARK_PG_BIN/createdb" -h 127.0.0.1 -p "$port" -U tessark tessark_test || return 1
             export TESSARK_TEST_PG="host=127.0.0.1 port=$port user=tessark password= dbname=tessark_test"
+            # For tests of a server that restarts (scripts/restart-postgresql).
+            export TESSARK_TEST_PG_DATA="$dir/pg"
+            export TESSARK_TEST_PG_RESTART="$tessark_scripts_dir/restart-postgresql"
             return 0
         fi
     done
