@@ -1,7 +1,11 @@
 #include "core/dialectcore.h"
 
 #include <QDateTime>
+#include <QLocale>
 #include <QMutexLocker>
+#include <QVarLengthArray>
+
+#include <charconv>
 
 #include "Model/objectmodel.h"
 #include "core/connectioncore.h"
@@ -43,15 +47,38 @@ QString DialectCore::column(const QString& name) const
     return m_dialect.quoteColumns ? QLatin1Char('"') + name + QLatin1Char('"') : name;
 }
 
+void DialectCore::appendName(QString& sql, const QString& name, bool quote)
+{
+    if (quote)
+        sql += QLatin1Char('"');
+    sql += name;
+    if (quote)
+        sql += QLatin1Char('"');
+}
+
 // A value never leaves its quotes: the quote (and where it escapes, the backslash) is doubled.
+void DialectCore::appendQuoted(QString& sql, const QString& value) const
+{
+    sql += QLatin1Char('\'');
+    const QChar* run = value.constData();
+    const QChar* const end = run + value.size();
+    for (const QChar* c = run; c != end; ++c) {
+        if (*c == QLatin1Char('\'') || (m_dialect.escapeBackslash && *c == QLatin1Char('\\'))) {
+            sql.append(run, int(c - run + 1));
+            sql += *c;
+            run = c + 1;
+        }
+    }
+    sql.append(run, int(end - run));
+    sql += QLatin1Char('\'');
+}
+
 QString DialectCore::quoted(const QString& value) const
 {
-    QString text = value;
-    if (m_dialect.escapeBackslash && text.contains(QLatin1Char('\\')))
-        text.replace(QLatin1Char('\\'), QLatin1String("\\\\"));
-    if (text.contains(QLatin1Char('\'')))
-        text.replace(QLatin1Char('\''), QLatin1String("''"));
-    return QLatin1Char('\'') + text + QLatin1Char('\'');
+    QString text;
+    text.reserve(value.size() + 2);
+    appendQuoted(text, value);
+    return text;
 }
 
 SqlValue DialectCore::dateTimeValue(const QVariant& value) const
@@ -59,52 +86,88 @@ SqlValue DialectCore::dateTimeValue(const QVariant& value) const
     return {value.toString(), false};
 }
 
-SqlValue DialectCore::render(const QVariant& value) const
-{
-    if (value.userType() == QMetaType::QDateTime)
-        return dateTimeValue(value);
-    return {value.toString(), false};
-}
-
 void DialectCore::appendValue(QString& sql, const SqlValue& value) const
 {
-    sql += value.literal ? value.text : quoted(value.text);
+    if (value.literal)
+        sql += value.text;
+    else
+        appendQuoted(sql, value.text);
 }
 
-// names and values each end in the comma that is cut here.
-QString DialectCore::insertStatement(const QString& tableName, QString names, QString values,
-                                     const QString& key, bool fieldForm) const
+// A property's value: a date-time as the dialect writes it, anything else as
+// its variant's text, quoted. The common types skip the variant's conversion;
+// numbers are written as QVariant::toString writes them and never hold a quote.
+void DialectCore::appendRendered(QString& sql, const QVariant& value) const
 {
-    names.chop(1);
-    values.chop(1);
-    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
-                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
-    if (m_dialect.returningKey)
-        sql += QLatin1String(" RETURNING ") + key;
-    else if (fieldForm && m_dialect.fieldInsertTrailingBlank)
-        sql += QLatin1Char(' ');
-    return sql;
+    switch (value.userType()) {
+    case QMetaType::QString:
+        appendQuoted(sql, *static_cast<const QString*>(value.constData()));
+        return;
+    case QMetaType::Int:
+    case QMetaType::LongLong: {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, value.toLongLong()).ptr;
+        sql += QLatin1Char('\'');
+        sql += QLatin1String(digits, int(end - digits));
+        sql += QLatin1Char('\'');
+        return;
+    }
+    case QMetaType::Double:
+        sql += QLatin1Char('\'');
+        sql += QString::number(*static_cast<const double*>(value.constData()), 'g', QLocale::FloatingPointShortest);
+        sql += QLatin1Char('\'');
+        return;
+    case QMetaType::QDateTime:
+        appendValue(sql, dateTimeValue(value));
+        return;
+    default:
+        appendQuoted(sql, value.toString());
+    }
 }
 
+// Written straight into one string: batches build thousands of these.
 QString DialectCore::GetInsertSql(QString tableName, QStringList columns, ObjectModel* obj, QString key,
                                   bool generatedKey, QStringList excluded)
 {
-    QString names;
-    QString values;
+    std::shared_ptr<const PropertyPlan> plan;
+    QVarLengthArray<const PropertyPlan::Column*, 32> taken;
+    int size = 48 + 2 * tableName.size() + key.size();
     if (obj) {
-        const auto plan = PropertyPlan::get(obj->metaObject(), columns);
-        const QString lowerKey = key.toLower();
+        plan = PropertyPlan::get(obj->metaObject(), columns);
+        const QString lowerKey = generatedKey ? key.toLower() : QString();
         for (const PropertyPlan::Column& c : plan->matched) {
             if (excluded.contains(c.column))
                 continue;
             if (generatedKey && c.lowerColumn == lowerKey)
                 continue;
-            names += column(c.column) + QLatin1Char(',');
-            appendValue(values, render(c.property.read(obj)));
-            values += QLatin1Char(',');
+            taken.append(&c);
+            size += c.quotedColumn.size() + 24;
         }
     }
-    return insertStatement(tableName, names, values, key, false);
+    QString sql;
+    sql.reserve(size);
+    sql += QLatin1String("INSERT INTO ");
+    appendName(sql, tableName, m_dialect.quoteTables);
+    sql += QLatin1String(" (");
+    for (const PropertyPlan::Column* c : taken) {
+        sql += m_dialect.quoteColumns ? c->quotedColumn : c->column;
+        sql += QLatin1Char(',');
+    }
+    if (!taken.isEmpty())
+        sql.chop(1);
+    sql += QLatin1String(") VALUES (");
+    for (const PropertyPlan::Column* c : taken) {
+        appendRendered(sql, c->property.read(obj));
+        sql += QLatin1Char(',');
+    }
+    if (!taken.isEmpty())
+        sql.chop(1);
+    sql += QLatin1Char(')');
+    if (m_dialect.returningKey) {
+        sql += QLatin1String(" RETURNING ");
+        sql += key;
+    }
+    return sql;
 }
 
 QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<FieldPair> fields,
@@ -119,10 +182,20 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<
             continue;
         if (generatedKey && field.first.toLower() == lowerKey)
             continue;
-        names += column(c) + QLatin1Char(',');
-        values += quoted(field.second) + QLatin1Char(',');
+        appendName(names, c, m_dialect.quoteColumns);
+        names += QLatin1Char(',');
+        appendQuoted(values, field.second);
+        values += QLatin1Char(',');
     }
-    return insertStatement(tableName, names, values, key, true);
+    names.chop(1);
+    values.chop(1);
+    QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
+                  + QLatin1String(") VALUES (") + values + QLatin1Char(')');
+    if (m_dialect.returningKey)
+        sql += QLatin1String(" RETURNING ") + key;
+    else if (m_dialect.fieldInsertTrailingBlank)
+        sql += QLatin1Char(' ');
+    return sql;
 }
 
 QString DialectCore::updateHead(const QString& tableName) const
@@ -136,16 +209,22 @@ QString DialectCore::updateHead(const QString& tableName) const
 QString DialectCore::recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
                                   const QString& key, bool anyProperty, QString& keyValue) const
 {
-    QString sql = updateHead(tableName);
+    QString sql;
     if (obj) {
         const auto plan = PropertyPlan::get(obj->metaObject(), columns);
+        int size = 64 + 2 * tableName.size() + 2 * key.size();
+        for (const PropertyPlan::Column& c : plan->matched)
+            size += c.quotedColumn.size() + 28;
+        sql.reserve(size);
+        sql += updateHead(tableName);
         const QString lowerKey = key.toLower();
         QMetaProperty keyProperty;
         for (const PropertyPlan::Column& c : plan->matched) {
             if (c.isObjectName)
                 continue;
-            sql += column(c.column) + QLatin1String(" = ");
-            appendValue(sql, render(c.property.read(obj)));
+            sql += m_dialect.quoteColumns ? c.quotedColumn : c.column;
+            sql += QLatin1String(" = ");
+            appendRendered(sql, c.property.read(obj));
             sql += QLatin1Char(',');
             if (c.lowerName == lowerKey)
                 keyProperty = c.property;
@@ -156,6 +235,8 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
         }
         if (keyProperty.isValid())
             keyValue = keyProperty.read(obj).toString();
+    } else {
+        sql = updateHead(tableName);
     }
     sql.chop(1);
     return sql;
@@ -164,17 +245,24 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
 QString DialectCore::GetUpdateSql(QString tableName, QStringList columns, ObjectModel* obj, QString key)
 {
     QString keyValue;
-    const QString sql = recordUpdate(tableName, columns, obj, key, false, keyValue);
-    return sql + QLatin1String(m_dialect.objectUpdateWhere) + column(key) + QLatin1Char('=')
-           + quoted(keyValue);
+    QString sql = recordUpdate(tableName, columns, obj, key, false, keyValue);
+    sql += QLatin1String(m_dialect.objectUpdateWhere);
+    appendName(sql, key, m_dialect.quoteColumns);
+    sql += QLatin1Char('=');
+    appendQuoted(sql, keyValue);
+    return sql;
 }
 
 QString DialectCore::GetUpdateSqlByKey(QString tableName, QString key, QStringList columns, ObjectModel* obj)
 {
     QString keyValue;
-    const QString sql = recordUpdate(tableName, columns, obj, key, true, keyValue);
-    return sql + QLatin1String(" where ") + column(ContainsColumn(columns, key)) + QLatin1Char('=')
-           + quoted(keyValue) + QLatin1Char(' ');
+    QString sql = recordUpdate(tableName, columns, obj, key, true, keyValue);
+    sql += QLatin1String(" where ");
+    appendName(sql, ContainsColumn(columns, key), m_dialect.quoteColumns);
+    sql += QLatin1Char('=');
+    appendQuoted(sql, keyValue);
+    sql += QLatin1Char(' ');
+    return sql;
 }
 
 QString DialectCore::GetUpdateSql(QString tableName, QString key, QStringList columns, QList<FieldPair> fields)

@@ -92,8 +92,10 @@ protected:
     QString table(const QString& name) const;
     QString column(const QString& name) const;
     QString quoted(const QString& value) const;
-    SqlValue render(const QVariant& value) const;
+    void appendQuoted(QString& sql, const QString& value) const;
+    static void appendName(QString& sql, const QString& name, bool quote);
     void appendValue(QString& sql, const SqlValue& value) const;
+    void appendRendered(QString& sql, const QVariant& value) const;
     RowList catalogue(const QString& sql);
 
     const DialectTraits& m_dialect;
@@ -109,8 +111,6 @@ private:
     QString updateHead(const QString& tableName) const;
     QString recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
                          const QString& key, bool anyProperty, QString& keyValue) const;
-    QString insertStatement(const QString& tableName, QString names, QString values, const QString& key,
-                            bool fieldForm) const;
 };
 
 } // namespace Tessark

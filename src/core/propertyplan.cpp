@@ -3,18 +3,40 @@
 #include <QHash>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QPair>
 
 namespace Tessark {
 namespace {
+
+typedef QPair<const QMetaObject*, QString> KeyOfClass;
 
 struct PlanCache
 {
     QMutex mutex;
     QHash<const QMetaObject*, QVector<std::shared_ptr<const PropertyPlan>>> plans;
     int size = 0;
+    QHash<KeyOfClass, int> keys;
 };
 
 Q_GLOBAL_STATIC(PlanCache, planCache)
+
+// What this thread asked for last. Records come in runs of one class, so most
+// lookups end here without taking the cache's mutex. Plans never change, so a
+// plan the cache has since dropped is still right for its class and columns.
+thread_local std::shared_ptr<const PropertyPlan> lastPlan;
+thread_local KeyOfClass lastKey;
+thread_local int lastKeyIndex = -1;
+
+int findKeyProperty(const QMetaObject* meta, const QString& key)
+{
+    const QString lowerKey = key.toLower();
+    for (int i = 0; i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (QString::fromLatin1(property.name()).toLower() == lowerKey)
+            return meta->indexOfProperty(property.name()); // as QObject::setProperty resolves the name
+    }
+    return -1;
+}
 
 // Column lists change only with the schema; a bound keeps stale ones from piling up.
 constexpr int maxPlans = 512;
@@ -34,7 +56,7 @@ std::shared_ptr<const PropertyPlan> build(const QMetaObject* meta, const QString
         if (column.isEmpty())
             continue;
         plan->matched.append({property, name, name.toLower(), column, column.toLower(),
-                              name == QLatin1String("objectName")});
+                              QLatin1Char('"') + column + QLatin1Char('"'), name == QLatin1String("objectName")});
     }
     return plan;
 }
@@ -52,14 +74,18 @@ QString PropertyPlan::containsColumn(const QStringList& columns, const QString& 
 
 std::shared_ptr<const PropertyPlan> PropertyPlan::get(const QMetaObject* meta, const QStringList& columns)
 {
+    if (lastPlan && lastPlan->meta == meta && lastPlan->columns == columns)
+        return lastPlan;
     PlanCache* cache = planCache();
     if (!cache)
         return build(meta, columns);
     QMutexLocker locker(&cache->mutex);
     QVector<std::shared_ptr<const PropertyPlan>>& forClass = cache->plans[meta];
     for (const auto& plan : qAsConst(forClass)) {
-        if (plan->columns == columns)
+        if (plan->columns == columns) {
+            lastPlan = plan;
             return plan;
+        }
     }
     if (cache->size >= maxPlans) {
         cache->plans.clear();
@@ -68,7 +94,32 @@ std::shared_ptr<const PropertyPlan> PropertyPlan::get(const QMetaObject* meta, c
     auto plan = build(meta, columns);
     cache->plans[meta].append(plan);
     ++cache->size;
+    lastPlan = plan;
     return plan;
+}
+
+int PropertyPlan::keyProperty(const QMetaObject* meta, const QString& key)
+{
+    if (lastKey.first == meta && lastKey.second == key)
+        return lastKeyIndex;
+    int index;
+    PlanCache* cache = planCache();
+    if (!cache) {
+        index = findKeyProperty(meta, key);
+    } else {
+        QMutexLocker locker(&cache->mutex);
+        const KeyOfClass cacheKey(meta, key);
+        auto it = cache->keys.constFind(cacheKey);
+        if (it == cache->keys.constEnd()) {
+            if (cache->keys.size() >= maxPlans)
+                cache->keys.clear();
+            it = cache->keys.insert(cacheKey, findKeyProperty(meta, key));
+        }
+        index = it.value();
+    }
+    lastKey = KeyOfClass(meta, key);
+    lastKeyIndex = index;
+    return index;
 }
 
 } // namespace Tessark

@@ -21,6 +21,7 @@ struct PropertyPlan
         QString lowerName;
         QString column;      // the column list's form of the name
         QString lowerColumn;
+        QString quotedColumn; // "column", for the dialects that quote names
         bool isObjectName;
     };
 
@@ -30,6 +31,10 @@ struct PropertyPlan
     QStringList lowerProperties;   // every property, lower-cased, in index order
 
     static std::shared_ptr<const PropertyPlan> get(const QMetaObject* meta, const QStringList& columns);
+
+    // The property that obj->setProperty(<name of the first property named
+    // key ignoring case>, ...) writes; -1 when no property has that name.
+    static int keyProperty(const QMetaObject* meta, const QString& key);
 
     // The column list's form of name, matched ignoring case; empty if none.
     static QString containsColumn(const QStringList& columns, const QString& name);
