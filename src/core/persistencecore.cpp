@@ -5,10 +5,34 @@
 
 #include "Model/objectmodel.h"
 #include "core/connectioncore.h"
+#include "core/propertyplan.h"
 #include "core/serverconnection.h"
 #include "tool/tessarktool.h"
 
 namespace Tessark {
+
+// The records of a batch mostly share one table: its column list is looked up
+// once per run of that table. An empty list is asked for again, as it is
+// never cached.
+class PersistenceCore::BatchColumns
+{
+public:
+    explicit BatchColumns(PersistenceCore& core) : m_core(core) {}
+
+    QStringList of(const QString& table)
+    {
+        if (m_columns.isEmpty() || table != m_table) {
+            m_columns = m_core.GetColumn(table);
+            m_table = table;
+        }
+        return m_columns;
+    }
+
+private:
+    PersistenceCore& m_core;
+    QString m_table;
+    QStringList m_columns;
+};
 
 void PersistenceCore::InitInfo(QString host, int port, QString userName, QString password,
                                QString databaseName, QString connectTag)
@@ -92,17 +116,14 @@ QString PersistenceCore::lastIdSql(const QString& key, const QString& tableName)
     return sql;
 }
 
-// The key goes into the first property whose name matches Key ignoring case.
+// The key goes into the first property whose name matches Key ignoring case;
+// which one that is, is worked out once per class rather than per record.
 void PersistenceCore::writeKey(ObjectModel* obj, const QVariant& value)
 {
     const QMetaObject* meta = obj->metaObject();
-    for (int i = 0; i < meta->propertyCount(); ++i) {
-        const QMetaProperty property = meta->property(i);
-        if (QString::fromLatin1(property.name()).toLower() == obj->Key.toLower()) {
-            obj->setProperty(property.name(), value);
-            return;
-        }
-    }
+    const int index = PropertyPlan::keyProperty(meta, obj->Key);
+    if (index >= 0)
+        meta->property(index).write(obj, value);
 }
 
 // A generated id of 0 and a one-character text key both count as failure.
@@ -237,8 +258,9 @@ bool PersistenceCore::InsertList(QList<ObjectModel*> list, bool generatedKey, bo
     QStringList sqls;
     QList<FieldPair> idQueries;
     sqls.reserve(list.size());
+    BatchColumns columns(*this);
     for (ObjectModel* obj : qAsConst(list)) {
-        sqls.append(GetInsertSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key, generatedKey,
+        sqls.append(GetInsertSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key, generatedKey,
                                  QStringList()));
         if (generatedKey && !m_dialect.keyFromReturningRow)
             idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key, obj->TableName)));
@@ -306,8 +328,9 @@ bool PersistenceCore::UpdateList(QList<ObjectModel*> list, bool continueOnError)
     GetTable();
     QStringList sqls;
     sqls.reserve(list.size());
+    BatchColumns columns(*this);
     for (ObjectModel* obj : qAsConst(list))
-        sqls.append(GetUpdateSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key));
+        sqls.append(GetUpdateSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key));
     return executeList(sqls, continueOnError);
 }
 

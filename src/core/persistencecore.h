@@ -58,6 +58,8 @@ protected:
     RowList lockedQuery(const QString& sql);
 
 private:
+    class BatchColumns;
+
     bool execute(const QString& sql);
     bool executeList(const QStringList& sqls, bool continueOnError);
     bool insertBatch(const QStringList& sqls, const QList<FieldPair>& idQueries, QList<QVariant>& ids,
