@@ -2,6 +2,8 @@
 
 #include <QDateTime>
 
+#include "core/datetimetext_p.h"
+
 namespace {
 const Tessark::DialectTraits dialect = {
     /* quoteTables */ true,
@@ -48,6 +50,6 @@ QString OracleModel::GetColumnSql(QString tableName)
 
 Tessark::SqlValue OracleModel::dateTimeValue(const QVariant& value) const
 {
-    const QString text = value.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    const QString text = Tessark::dateTimeText(value.toDateTime(), false);
     return {QStringLiteral("to_date('%1', 'yyyy/mm/dd hh24:mi:ss')").arg(text), true};
 }

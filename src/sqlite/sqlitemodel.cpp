@@ -2,6 +2,8 @@
 
 #include <QDateTime>
 
+#include "core/datetimetext_p.h"
+
 namespace {
 const Tessark::DialectTraits dialect = {
     /* quoteTables */ true,
@@ -38,5 +40,5 @@ QString SQLiteModel::GetTableSql()
 
 Tessark::SqlValue SQLiteModel::dateTimeValue(const QVariant& value) const
 {
-    return {value.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")), false};
+    return {Tessark::dateTimeText(value.toDateTime(), true), false};
 }

@@ -1,0 +1,86 @@
+// Date-times in SQLite and Oracle statements are written exactly as
+// QDateTime::toString writes them with the dialect's format: every year,
+// millisecond and time spec, invalid values, and (run again under ar_EG)
+// a locale whose digits are not ASCII.
+#include <QRandomGenerator>
+#include <QtTest>
+
+#include "../support/tessarktest.h"
+#include "Model/objectmodel.h"
+#include "oracle/oraclemodel.h"
+#include "sqlite/sqlitemodel.h"
+
+namespace {
+
+class Stamp : public ObjectModel
+{
+    Q_OBJECT
+    Q_PROPERTY(QDateTime at READ getat WRITE setat)
+
+public:
+    Stamp()
+    {
+        TableName = QStringLiteral("t");
+        Key = QStringLiteral("id");
+    }
+    QDateTime at;
+    QDateTime getat() const { return at; }
+    void setat(const QDateTime& value) { at = value; }
+};
+
+QList<QDateTime> samples()
+{
+    QList<QDateTime> list;
+    const QTime time(23, 59, 58, 999);
+    for (int year : {1, 9, 99, 999, 1000, 1969, 1970, 2038, 9999, 10000, 123456, -1, -44})
+        list << QDateTime(QDate(year, 12, 31), time) << QDateTime(QDate(year, 1, 1), QTime(0, 0));
+    list << QDateTime() << QDateTime(QDate(2024, 2, 29), QTime(12, 0, 0, 1), Qt::UTC)
+         << QDateTime(QDate(2024, 7, 1), QTime(1, 2, 3, 45), Qt::OffsetFromUTC, -9000)
+         << QDateTime(QDate(2024, 3, 31), QTime(2, 30)); // in a daylight-saving gap where there is one
+    QRandomGenerator random(20261122);
+    for (int i = 0; i < 2000; ++i) {
+        const QDate date = QDate(1000, 1, 1).addDays(random.bounded(3000000));
+        list << QDateTime(date, QTime::fromMSecsSinceStartOfDay(random.bounded(86400000)));
+    }
+    return list;
+}
+
+} // namespace
+
+class TestDateText : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { TessarkTest::installMessageGuard(); }
+
+    void sqliteWritesToStringWithMilliseconds()
+    {
+        SQLiteModel sqlite;
+        Stamp stamp;
+        for (const QDateTime& at : samples()) {
+            stamp.at = at;
+            const QString text = at.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+            QCOMPARE(sqlite.GetInsertSql(QStringLiteral("t"), {QStringLiteral("at")}, &stamp, QStringLiteral("id"),
+                                         false, {}),
+                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES ('%1')").arg(text));
+        }
+    }
+
+    void oracleWritesToStringInToDate()
+    {
+        OracleModel oracle;
+        Stamp stamp;
+        for (const QDateTime& at : samples()) {
+            stamp.at = at;
+            const QString text = at.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+            QCOMPARE(oracle.GetInsertSql(QStringLiteral("t"), {QStringLiteral("at")}, &stamp, QStringLiteral("id"),
+                                         false, {}),
+                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (to_date('%1', 'yyyy/mm/dd hh24:mi:ss'))")
+                         .arg(text));
+        }
+    }
+};
+
+TESSARK_TEST_MAIN(TestDateText)
+#include "tst_datetext.moc"
