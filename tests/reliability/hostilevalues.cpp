@@ -102,7 +102,7 @@ QString HostileValues::mixture()
     }
     // Now and then a long one: a quote at the far end of a long text is still inside it.
     if (m_random.bounded(100u) == 0) {
-        const int length = 2000 + int(m_random.bounded(30000u));
+        const int length = 1000 + int(m_random.bounded(7000u));
         QString longText;
         longText.reserve(length + text.size());
         while (longText.size() < length)
