@@ -27,13 +27,13 @@ MySqlModel::~MySqlModel() = default;
 QString MySqlModel::GetTableSql(QString databaseName)
 {
     return QStringLiteral("SELECT A.TABLE_NAME, A.TABLE_COMMENT FROM information_schema.tables A "
-                          "WHERE TABLE_SCHEMA='%1' ORDER BY A.TABLE_NAME ")
-        .arg(databaseName);
+                          "WHERE TABLE_SCHEMA=%1 ORDER BY A.TABLE_NAME ")
+        .arg(quoted(databaseName));
 }
 
 QString MySqlModel::GetColumnSql(QString databaseName, QString tableName)
 {
     return QStringLiteral("SELECT COLUMN_NAME, COLUMN_COMMENT, COLUMN_COMMENT FROM "
-                          "information_schema.`COLUMNS` WHERE TABLE_SCHEMA='%1' AND TABLE_NAME='%2' ")
-        .arg(databaseName, tableName);
+                          "information_schema.`COLUMNS` WHERE TABLE_SCHEMA=%1 AND TABLE_NAME=%2 ")
+        .arg(quoted(databaseName), quoted(tableName));
 }

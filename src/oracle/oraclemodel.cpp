@@ -45,7 +45,7 @@ QString OracleModel::GetColumnSql(QString tableName)
                           "A.DATA_SCALE, B.COMMENTS FROM USER_TAB_COLUMNS A ")
            + QStringLiteral("LEFT JOIN USER_COL_COMMENTS B ON A.TABLE_NAME=B.TABLE_NAME AND "
                             "A.COLUMN_NAME=B.COLUMN_NAME ")
-           + QStringLiteral("WHERE A.TABLE_NAME='%1' ORDER BY A.COLUMN_NAME").arg(tableName);
+           + QStringLiteral("WHERE A.TABLE_NAME=%1 ORDER BY A.COLUMN_NAME").arg(quoted(tableName));
 }
 
 Tessark::SqlValue OracleModel::dateTimeValue(const QVariant& value) const

@@ -35,14 +35,14 @@ QString PostgreSQLModel::GetModeSql()
 
 QString PostgreSQLModel::GetTableSql(QString schema)
 {
-    return QStringLiteral("SELECT * FROM pg_tables WHERE schemaname = '%1' ORDER BY tablename ").arg(schema);
+    return QStringLiteral("SELECT * FROM pg_tables WHERE schemaname = %1 ORDER BY tablename ").arg(quoted(schema));
 }
 
 QString PostgreSQLModel::GetColumnSql(QString tableName)
 {
-    return QStringLiteral("SELECT * FROM information_schema.columns WHERE table_name = '%1' ORDER BY "
+    return QStringLiteral("SELECT * FROM information_schema.columns WHERE table_name = %1 ORDER BY "
                           "column_name ")
-        .arg(tableName);
+        .arg(quoted(tableName));
 }
 
 QString PostgreSQLModel::GetColumnInfoSql(QString tableName)
@@ -50,9 +50,9 @@ QString PostgreSQLModel::GetColumnInfoSql(QString tableName)
     return QStringLiteral("select a.attnum,a.attname,concat_ws('',t.typname,SUBSTRING(format_type(a.atttypid,"
                           "a.atttypmod) from '(.*)')) as type,d.description ")
            + QStringLiteral("from pg_class c, pg_attribute a , pg_type t, pg_description d ")
-           + QStringLiteral("where  c.relname = '%1' and a.attnum>0 and a.attrelid = c.oid and a.atttypid = "
+           + QStringLiteral("where  c.relname = %1 and a.attnum>0 and a.attrelid = c.oid and a.atttypid = "
                             "t.oid and  d.objoid=a.attrelid and d.objsubid=a.attnum ")
-                 .arg(tableName);
+                 .arg(quoted(tableName));
 }
 
 Tessark::SqlValue PostgreSQLModel::dateTimeValue(const QVariant& value) const

@@ -30,7 +30,7 @@ SQLiteModel::~SQLiteModel() = default;
 
 QString SQLiteModel::GetColumnSql(QString tableName)
 {
-    return QStringLiteral("PRAGMA table_info('%1')").arg(tableName);
+    return QStringLiteral("PRAGMA table_info(%1)").arg(quoted(tableName));
 }
 
 QString SQLiteModel::GetTableSql()
