@@ -1129,6 +1129,47 @@ private slots:
         q.Close();
     }
 
+    // The catalogue reads write a table name between quotes too: a name made
+    // to break out of them finds no columns and runs nothing else.
+    void namesStayInsideTheirQuotes_data() { addBackendRows(); }
+    void namesStayInsideTheirQuotes()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString table = uniqueName(QStringLiteral("named"));
+        const QString injected = uniqueName(QStringLiteral("injected"));
+        QVERIFY(b.exec(itemTable(b, table)));
+        Cleanup cleanup{b, {QStringLiteral("drop table %1").arg(table)}};
+        const QString create = QStringLiteral("create table %1 (a int)").arg(injected);
+        const QStringList names = {
+            QStringLiteral("x'; ") + create + QStringLiteral("; --"),
+            QStringLiteral("x\\'; ") + create + QStringLiteral("; -- "),
+            QStringLiteral("x'); ") + create + QStringLiteral("; --"),
+            table + QStringLiteral("' or '1'='1"),
+            table + QStringLiteral("' --"),
+        };
+        const QString exists = b.kind == Kind::SQLite
+            ? QStringLiteral("select count(*) from sqlite_master where name = '%1'")
+            : b.kind == Kind::PostgreSQL ? QStringLiteral("select count(*) from pg_tables where tablename = '%1'")
+                                         : QStringLiteral("select count(*) from information_schema.tables where table_name = '%1'");
+        auto body = [&](auto& q) {
+            for (const QString& name : names)
+                QVERIFY2(q.GetColumnNames(name).isEmpty(), qPrintable(name));
+            QCOMPARE(q.GetColumnNames(table).size(), 3);
+        };
+        withQuery(b, uniqueName(QStringLiteral("named")), body);
+        ExtendHandle h;
+        h.InitInfo(connInfo(b, uniqueName(QStringLiteral("named"))));
+        for (const QString& name : names)
+            QVERIFY2(h.GetColumnNames(name).isEmpty(), qPrintable(name));
+        auto observer = b.help(uniqueName(QStringLiteral("observer")));
+        const int made = observer->QueryRow(exists.arg(injected));
+        if (made > 0)
+            b.exec(QStringLiteral("drop table %1").arg(injected));
+        QCOMPARE(made, 0);
+        QCOMPARE(log.messages(), QStringList());
+    }
+
     // Every value is written in quotes by every builder of every dialect and
     // comes out of the statement exactly as it went in, the statement around it
     // unchanged. Needs no server, so it covers Oracle too.
