@@ -650,7 +650,7 @@ int main(int argc, char** argv)
         QStringLiteral("Times the library's record operations against raw Qt SQL, the C APIs and SOCI."));
     parser.addHelpOption();
     const QCommandLineOption quick(QStringLiteral("quick"), QStringLiteral("Tiny sizes, one repetition: proves it runs."));
-    const QCommandLineOption reps(QStringLiteral("reps"), QStringLiteral("Repetitions per contender (default 5)."),
+    const QCommandLineOption reps(QStringLiteral("reps"), QStringLiteral("Repetitions per contender (default 7)."),
                                   QStringLiteral("N"));
     const QCommandLineOption backends(QStringLiteral("backends"),
                                       QStringLiteral("Comma-separated: sqlite,postgresql,mysql (default: all)."),
@@ -674,7 +674,7 @@ int main(int argc, char** argv)
 
     Options options;
     options.quick = parser.isSet(quick);
-    options.reps = parser.isSet(reps) ? parser.value(reps).toInt() : options.quick ? 1 : 5;
+    options.reps = parser.isSet(reps) ? parser.value(reps).toInt() : options.quick ? 1 : 7;
     if (options.reps < 1)
         die(QStringLiteral("--reps wants a positive number"));
     if (parser.isSet(backends))

@@ -50,6 +50,24 @@ double ScenarioResult::of(const QString& contender) const
     return -1;
 }
 
+double ScenarioResult::ratio(const QString& contender) const
+{
+    const Timing* library = nullptr;
+    const Timing* reference = nullptr;
+    for (const Timing& t : times) {
+        if (t.contender == QLatin1String("library"))
+            library = &t;
+        if (t.contender == contender)
+            reference = &t;
+    }
+    if (!library || !reference || library->samples.size() != reference->samples.size())
+        return -1;
+    QVector<double> ratios;
+    for (int i = 0; i < library->samples.size(); ++i)
+        ratios.append(library->samples[i] / reference->samples[i]);
+    return median(ratios);
+}
+
 double median(QVector<double> values)
 {
     if (values.isEmpty())
@@ -81,9 +99,9 @@ QString ms(double value)
     return QString::number(value, 'f', value < 10 ? 2 : 1);
 }
 
-QString ratio(double library, double reference)
+QString ratioText(double ratio)
 {
-    return QString::number(library / reference, 'f', 2);
+    return QString::number(ratio, 'f', 2);
 }
 
 QString readFile(const QString& path)
@@ -112,9 +130,9 @@ QVector<TargetCheck> checkTargets(const Report& report)
             if (lib < 0)
                 continue;
             const auto add = [&](const char* reference, double limit, const QString& describe) {
-                const double ref = s.of(QLatin1String(reference));
-                if (ref > 0)
-                    checks.append({b.backend, s.key, QLatin1String(reference), lib / ref, limit, describe});
+                const double r = s.ratio(QLatin1String(reference));
+                if (r > 0)
+                    checks.append({b.backend, s.key, QLatin1String(reference), r, limit, describe});
             };
             if (s.key != QLatin1String("build")) {
                 const bool single = s.key == QLatin1String("insert");
@@ -166,7 +184,7 @@ void printBackend(QTextStream& out, const BackendResult& result, const Options& 
     if (!result.connected)
         out << ": no server, statement building only";
     out << " -- median ms of " << options.reps << (options.reps == 1 ? " run" : " runs")
-        << "; (x) = Tessark / reference, lower is better\n";
+        << "; (x) = median over repetitions of Tessark / reference, lower is better\n";
     const int titleWidth = 40;
     out << QStringLiteral("%1%2").arg(QStringLiteral("scenario"), -titleWidth).arg(QStringLiteral("Tessark"), 10);
     for (const char* ref : references)
@@ -180,7 +198,7 @@ void printBackend(QTextStream& out, const BackendResult& result, const Options& 
             const double r = s.of(QLatin1String(ref));
             QString cell = QStringLiteral("-");
             if (r > 0)
-                cell = lib < 0 ? ms(r) : QStringLiteral("%1 (%2)").arg(ms(r), ratio(lib, r));
+                cell = lib < 0 ? ms(r) : QStringLiteral("%1 (%2)").arg(ms(r), ratioText(s.ratio(QLatin1String(ref))));
             out << QStringLiteral("%1").arg(cell, 20);
         }
         out << '\n';
@@ -195,7 +213,7 @@ void printTargets(QTextStream& out, const Report& report)
     const QVector<TargetCheck> checks = checkTargets(report);
     if (checks.isEmpty())
         return;
-    out << "\nTargets (Tessark / reference, medians):\n";
+    out << "\nTargets (median over repetitions of Tessark / reference):\n";
     for (const TargetCheck& c : checks) {
         out << QStringLiteral("  %1 %2 %3 vs %4: %5 (limit %6, %7)\n")
                    .arg(c.met() ? QStringLiteral("met   ") : QStringLiteral("MISSED"), c.backend, c.scenario,
@@ -218,7 +236,7 @@ void printMachineLines(QTextStream& out, const Report& report)
             for (const Timing& t : s.times) {
                 line.insert(t.contender + QStringLiteral("_ms"), t.median);
                 if (t.contender != QLatin1String("library") && lib >= 0)
-                    line.insert(t.contender + QStringLiteral("_ratio"), lib / t.median);
+                    line.insert(t.contender + QStringLiteral("_ratio"), s.ratio(t.contender));
             }
             out << "BENCH " << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
         }
@@ -234,7 +252,7 @@ bool writeDoc(const QString& path, const Report& report)
     md << begin << "\n\n";
     md << "Run of " << QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd HH:mm")) << " UTC, "
        << report.options.reps << (report.options.reps == 1 ? " repetition" : " repetitions")
-       << " per contender, medians in ms; (x) = Tessark / reference, lower is better.\n\n";
+       << " per contender, medians in ms; (x) = the median of each repetition's Tessark / reference, lower is better.\n\n";
     for (const QString& line : report.machine.split(QLatin1Char('\n')))
         md << "- " << line << '\n';
     for (const BackendResult& b : report.backends) {
@@ -255,7 +273,7 @@ bool writeDoc(const QString& path, const Report& report)
                 else if (lib < 0)
                     md << ' ' << ms(r) << " |";
                 else
-                    md << ' ' << ms(r) << " (" << ratio(lib, r) << ") |";
+                    md << ' ' << ms(r) << " (" << ratioText(s.ratio(QLatin1String(ref))) << ") |";
             }
             md << '\n';
         }

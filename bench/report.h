@@ -25,7 +25,7 @@ QString scenarioKey(Scenario scenario);
 struct Options
 {
     bool quick = false;
-    int reps = 5;
+    int reps = 7;
     QStringList backends;   // empty: all
     QStringList scenarios;
     QStringList contenders;
@@ -52,6 +52,9 @@ struct ScenarioResult
 
     // Median ms of a contender; negative when it did not take part.
     double of(const QString& contender) const;
+    // Library / contender: the median of the ratios of each repetition's
+    // runs, which cancels drift in the machine's load between repetitions.
+    double ratio(const QString& contender) const;
 };
 
 struct BackendResult
