@@ -10,6 +10,10 @@ namespace Tessark {
 // for character, without parsing the format for every value of a batch.
 QString dateTimeText(const QDateTime& value, bool milliseconds);
 
+// value.toString(Qt::ISODateWithMs), which is also what a date-time variant's
+// toString() gives, character for character.
+QString isoDateTimeText(const QDateTime& value);
+
 } // namespace Tessark
 
 #endif // TESSARK_CORE_DATETIMETEXT_P_H

@@ -9,6 +9,7 @@
 
 #include "Model/objectmodel.h"
 #include "core/connectioncore.h"
+#include "core/datetimetext_p.h"
 #include "core/propertyplan.h"
 
 namespace Tessark {
@@ -83,7 +84,7 @@ QString DialectCore::quoted(const QString& value) const
 
 SqlValue DialectCore::dateTimeValue(const QVariant& value) const
 {
-    return {value.toString(), false};
+    return {isoDateTimeText(value.toDateTime()), false};
 }
 
 void DialectCore::appendValue(QString& sql, const SqlValue& value) const

@@ -2,6 +2,8 @@
 
 #include <QMutexLocker>
 
+#include "core/datetimetext_p.h"
+
 namespace {
 const Tessark::DialectTraits dialect = {
     /* quoteTables */ false,
@@ -57,7 +59,7 @@ QString PostgreSQLModel::GetColumnInfoSql(QString tableName)
 
 Tessark::SqlValue PostgreSQLModel::dateTimeValue(const QVariant& value) const
 {
-    const QString text = value.toString();
+    const QString text = Tessark::isoDateTimeText(value.toDateTime());
     if (text.isEmpty())
         return {QStringLiteral("NULL"), true};
     return {text, false};

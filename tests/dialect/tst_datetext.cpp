@@ -1,13 +1,15 @@
-// Date-times in SQLite and Oracle statements are written exactly as
-// QDateTime::toString writes them with the dialect's format: every year,
-// millisecond and time spec, invalid values, and (run again under ar_EG)
-// a locale whose digits are not ASCII.
+// Date-times in statements are written exactly as Qt writes them: with the
+// dialect's format for SQLite and Oracle, as the variant's text (ISO 8601)
+// for PostgreSQL and MySQL. Every year, millisecond and time spec, invalid
+// values, and (run again under ar_EG) a locale whose digits are not ASCII.
 #include <QRandomGenerator>
 #include <QtTest>
 
 #include "../support/tessarktest.h"
 #include "Model/objectmodel.h"
+#include "mysql/mysqlmodel.h"
 #include "oracle/oraclemodel.h"
+#include "postgresql/postgresqlmodel.h"
 #include "sqlite/sqlitemodel.h"
 
 namespace {
@@ -78,6 +80,32 @@ private slots:
                                          false, {}),
                      QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (to_date('%1', 'yyyy/mm/dd hh24:mi:ss'))")
                          .arg(text));
+        }
+    }
+
+    void postgresqlWritesVariantTextOrNull()
+    {
+        PostgreSQLModel pg;
+        Stamp stamp;
+        for (const QDateTime& at : samples()) {
+            stamp.at = at;
+            const QString text = QVariant(at).toString();
+            const QString value = text.isEmpty() ? QStringLiteral("NULL") : QStringLiteral("'%1'").arg(text);
+            QCOMPARE(pg.GetInsertSql(QStringLiteral("t"), {QStringLiteral("at")}, &stamp, QStringLiteral("id"), false,
+                                     {}),
+                     QStringLiteral("INSERT INTO t (\"at\") VALUES (%1) RETURNING id").arg(value));
+        }
+    }
+
+    void mysqlWritesVariantText()
+    {
+        MySqlModel mysql;
+        Stamp stamp;
+        for (const QDateTime& at : samples()) {
+            stamp.at = at;
+            QCOMPARE(mysql.GetInsertSql(QStringLiteral("t"), {QStringLiteral("at")}, &stamp, QStringLiteral("id"),
+                                        false, {}),
+                     QStringLiteral("INSERT INTO t (at) VALUES ('%1')").arg(QVariant(at).toString()));
         }
     }
 };
