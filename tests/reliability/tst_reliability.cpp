@@ -437,7 +437,7 @@ class TestReliability : public QObject
     {
         QString name;
         std::function<bool()> fails;
-        bool mayStore = false; // fails after its row is stored, as specified
+        bool mayStore = false; // fails after its row is stored, by design
     };
 
     // Calls given what they cannot work with: a null record, an empty or
@@ -447,7 +447,7 @@ class TestReliability : public QObject
     static QList<Call> badCalls(Q& q, const QString& table, Kind kind)
     {
         // MySQL takes INSERT INTO t () VALUES (): an insert that matches no
-        // column stores a row of defaults, as specified (see mysqlEmptyInsert).
+        // column stores a row of defaults, by design (see mysqlEmptyInsert).
         const bool emptyInsertRuns = kind == Kind::MySQL;
         // SQLite reads a double-quoted name that is no column as text: a
         // DELETE by a key that is no column runs and matches nothing.
@@ -825,7 +825,7 @@ private slots:
         QCOMPARE(log.messages(), QStringList());
     }
 
-    // Kept as specified, though it reports success for a record whose data
+    // Kept by design, though it reports success for a record whose data
     // was not stored: MySQL reads INSERT INTO t () VALUES () as a row of defaults.
     void mysqlEmptyInsert()
     {
