@@ -25,9 +25,15 @@ QChar* digits(QChar* out, int value, int width)
     return out + width;
 }
 
-// "yyyy-MM-dd<separator>HH:mm:ss[.zzz]" in ASCII digits; false for the years
-// whose text Qt writes with a sign or another width.
-bool writeText(const QDateTime& value, QChar separator, bool milliseconds, QString& text)
+constexpr int textLength(bool milliseconds)
+{
+    return milliseconds ? 23 : 19;
+}
+
+// Writes "yyyy-MM-dd<separator>HH:mm:ss[.zzz]" in ASCII digits at out (room
+// for textLength(milliseconds) characters). False, with nothing written, for
+// the years whose text Qt writes with a sign or another width.
+bool writeText(QChar* out, const QDateTime& value, QChar separator, bool milliseconds)
 {
     int year;
     int month;
@@ -36,8 +42,7 @@ bool writeText(const QDateTime& value, QChar separator, bool milliseconds, QStri
     if (year < 1000 || year > 9999)
         return false;
     const QTime time = value.time();
-    text = QString(milliseconds ? 23 : 19, Qt::Uninitialized);
-    QChar* p = digits(text.data(), year, 4);
+    QChar* p = digits(out, year, 4);
     *p++ = QLatin1Char('-');
     p = digits(p, month, 2);
     *p++ = QLatin1Char('-');
@@ -55,24 +60,62 @@ bool writeText(const QDateTime& value, QChar separator, bool milliseconds, QStri
     return true;
 }
 
+bool plainText(const QDateTime& value)
+{
+    return value.isValid() && asciiDigits();
+}
+
+// ISO text is ASCII in every locale; other time specs append their offset.
+bool plainIsoText(const QDateTime& value)
+{
+    return value.isValid() && value.timeSpec() == Qt::LocalTime;
+}
+
+bool appendQuoted(QString& sql, const QDateTime& value, QChar separator, bool milliseconds)
+{
+    const int at = sql.size();
+    sql.resize(at + textLength(milliseconds) + 2);
+    QChar* out = sql.data() + at;
+    if (!writeText(out + 1, value, separator, milliseconds)) {
+        sql.truncate(at);
+        return false;
+    }
+    out[0] = QLatin1Char('\'');
+    out[textLength(milliseconds) + 1] = QLatin1Char('\'');
+    return true;
+}
+
 } // namespace
 
 QString dateTimeText(const QDateTime& value, bool milliseconds)
 {
-    QString text;
-    if (value.isValid() && asciiDigits() && writeText(value, QLatin1Char(' '), milliseconds, text))
-        return text;
+    if (plainText(value)) {
+        QString text(textLength(milliseconds), Qt::Uninitialized);
+        if (writeText(text.data(), value, QLatin1Char(' '), milliseconds))
+            return text;
+    }
     return value.toString(milliseconds ? QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")
                                        : QStringLiteral("yyyy-MM-dd HH:mm:ss"));
 }
 
-// ISO text is ASCII in every locale; other time specs append their offset.
 QString isoDateTimeText(const QDateTime& value)
 {
-    QString text;
-    if (value.isValid() && value.timeSpec() == Qt::LocalTime && writeText(value, QLatin1Char('T'), true, text))
-        return text;
+    if (plainIsoText(value)) {
+        QString text(textLength(true), Qt::Uninitialized);
+        if (writeText(text.data(), value, QLatin1Char('T'), true))
+            return text;
+    }
     return value.toString(Qt::ISODateWithMs);
+}
+
+bool appendQuotedDateTimeText(QString& sql, const QDateTime& value, bool milliseconds)
+{
+    return plainText(value) && appendQuoted(sql, value, QLatin1Char(' '), milliseconds);
+}
+
+bool appendQuotedIsoDateTimeText(QString& sql, const QDateTime& value)
+{
+    return plainIsoText(value) && appendQuoted(sql, value, QLatin1Char('T'), true);
 }
 
 } // namespace Tessark

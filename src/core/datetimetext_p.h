@@ -14,6 +14,12 @@ QString dateTimeText(const QDateTime& value, bool milliseconds);
 // toString() gives, character for character.
 QString isoDateTimeText(const QDateTime& value);
 
+// The same texts appended between single quotes, for the values whose text
+// is plain ASCII digits and separators (most of them); false, with nothing
+// appended, for the others.
+bool appendQuotedDateTimeText(QString& sql, const QDateTime& value, bool milliseconds);
+bool appendQuotedIsoDateTimeText(QString& sql, const QDateTime& value);
+
 } // namespace Tessark
 
 #endif // TESSARK_CORE_DATETIMETEXT_P_H

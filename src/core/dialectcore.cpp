@@ -95,9 +95,34 @@ void DialectCore::appendValue(QString& sql, const SqlValue& value) const
         appendQuoted(sql, value.text);
 }
 
+namespace {
+
+// As QVariant::toString writes numbers; they never hold a quote.
+void appendInteger(QString& sql, qlonglong value)
+{
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    sql += QLatin1Char('\'');
+    sql += QLatin1String(digits, int(end - digits));
+    sql += QLatin1Char('\'');
+}
+
+void appendDouble(QString& sql, double value)
+{
+    sql += QLatin1Char('\'');
+    sql += QString::number(value, 'g', QLocale::FloatingPointShortest);
+    sql += QLatin1Char('\'');
+}
+
+} // namespace
+
+void DialectCore::appendDateTime(QString& sql, const QDateTime& value) const
+{
+    appendValue(sql, dateTimeValue(QVariant(value)));
+}
+
 // A property's value: a date-time as the dialect writes it, anything else as
-// its variant's text, quoted. The common types skip the variant's conversion;
-// numbers are written as QVariant::toString writes them and never hold a quote.
+// its variant's text, quoted.
 void DialectCore::appendRendered(QString& sql, const QVariant& value) const
 {
     switch (value.userType()) {
@@ -105,25 +130,60 @@ void DialectCore::appendRendered(QString& sql, const QVariant& value) const
         appendQuoted(sql, *static_cast<const QString*>(value.constData()));
         return;
     case QMetaType::Int:
-    case QMetaType::LongLong: {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, value.toLongLong()).ptr;
-        sql += QLatin1Char('\'');
-        sql += QLatin1String(digits, int(end - digits));
-        sql += QLatin1Char('\'');
+    case QMetaType::LongLong:
+        appendInteger(sql, value.toLongLong());
         return;
-    }
     case QMetaType::Double:
-        sql += QLatin1Char('\'');
-        sql += QString::number(*static_cast<const double*>(value.constData()), 'g', QLocale::FloatingPointShortest);
-        sql += QLatin1Char('\'');
+        appendDouble(sql, *static_cast<const double*>(value.constData()));
         return;
     case QMetaType::QDateTime:
-        appendValue(sql, dateTimeValue(value));
+        appendDateTime(sql, *static_cast<const QDateTime*>(value.constData()));
         return;
     default:
         appendQuoted(sql, value.toString());
     }
+}
+
+// What appendRendered writes for the variant QMetaProperty::read would give;
+// the common types are read into a value of their own, not a variant.
+void DialectCore::appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const
+{
+    QVariant variant;
+    switch (c.directType) {
+    case QMetaType::Int: {
+        int value = 0;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return appendInteger(sql, value);
+        break;
+    }
+    case QMetaType::LongLong: {
+        qlonglong value = 0;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return appendInteger(sql, value);
+        break;
+    }
+    case QMetaType::Double: {
+        double value = 0;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return appendDouble(sql, value);
+        break;
+    }
+    case QMetaType::QString: {
+        QString value;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return appendQuoted(sql, value);
+        break;
+    }
+    case QMetaType::QDateTime: {
+        QDateTime value;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return appendDateTime(sql, value);
+        break;
+    }
+    default:
+        variant = c.property.read(obj);
+    }
+    appendRendered(sql, variant);
 }
 
 // Written straight into one string: batches build thousands of these.
@@ -142,7 +202,7 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, Object
             if (generatedKey && c.lowerColumn == lowerKey)
                 continue;
             taken.append(&c);
-            size += c.quotedColumn.size() + 24;
+            size += c.quotedColumn.size() + 32;
         }
     }
     QString sql;
@@ -158,7 +218,7 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, Object
         sql.chop(1);
     sql += QLatin1String(") VALUES (");
     for (const PropertyPlan::Column* c : taken) {
-        appendRendered(sql, c->property.read(obj));
+        appendProperty(sql, *c, obj);
         sql += QLatin1Char(',');
     }
     if (!taken.isEmpty())
@@ -215,7 +275,7 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
         const auto plan = PropertyPlan::get(obj->metaObject(), columns);
         int size = 64 + 2 * tableName.size() + 2 * key.size();
         for (const PropertyPlan::Column& c : plan->matched)
-            size += c.quotedColumn.size() + 28;
+            size += c.quotedColumn.size() + 36;
         sql.reserve(size);
         sql += updateHead(tableName);
         const QString lowerKey = key.toLower();
@@ -225,7 +285,7 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
                 continue;
             sql += m_dialect.quoteColumns ? c.quotedColumn : c.column;
             sql += QLatin1String(" = ");
-            appendRendered(sql, c.property.read(obj));
+            appendProperty(sql, c, obj);
             sql += QLatin1Char(',');
             if (c.lowerName == lowerKey)
                 keyProperty = c.property;

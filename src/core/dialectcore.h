@@ -1,6 +1,7 @@
 #ifndef TESSARK_CORE_DIALECTCORE_H
 #define TESSARK_CORE_DIALECTCORE_H
 
+#include <QDateTime>
 #include <QHash>
 #include <QList>
 #include <QMutex>
@@ -12,13 +13,13 @@
 
 #include "brelvan_global.h"
 #include "Model/types.h"
+#include "core/propertyplan.h"
 
 class ObjectModel;
 
 namespace Tessark {
 
 class ConnectionCore;
-struct PropertyPlan;
 
 // What tells one dialect's statements from another's.
 struct DialectTraits
@@ -96,6 +97,10 @@ protected:
     static void appendName(QString& sql, const QString& name, bool quote);
     void appendValue(QString& sql, const SqlValue& value) const;
     void appendRendered(QString& sql, const QVariant& value) const;
+    void appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const;
+    // A date-time value between quotes (or as a literal); by default what
+    // dateTimeValue gives. Dialects with a shorter way to the same text override it.
+    virtual void appendDateTime(QString& sql, const QDateTime& value) const;
     RowList catalogue(const QString& sql);
 
     const DialectTraits& m_dialect;

@@ -24,6 +24,7 @@ Q_GLOBAL_STATIC(PlanCache, planCache)
 // lookups end here without taking the cache's mutex. Plans never change, so a
 // plan the cache has since dropped is still right for its class and columns.
 thread_local std::shared_ptr<const PropertyPlan> lastPlan;
+thread_local QStringList lastColumns; // the caller's list that matched lastPlan, sharing its data
 thread_local KeyOfClass lastKey;
 thread_local int lastKeyIndex = -1;
 
@@ -41,6 +42,23 @@ int findKeyProperty(const QMetaObject* meta, const QString& key)
 // Column lists change only with the schema; a bound keeps stale ones from piling up.
 constexpr int maxPlans = 512;
 
+// The types the statement builders write without a variant.
+int directType(const QMetaProperty& property)
+{
+    if (property.isEnumType())
+        return 0;
+    switch (property.userType()) {
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::Double:
+    case QMetaType::QString:
+    case QMetaType::QDateTime:
+        return property.userType();
+    default:
+        return 0;
+    }
+}
+
 std::shared_ptr<const PropertyPlan> build(const QMetaObject* meta, const QStringList& columns)
 {
     auto plan = std::make_shared<PropertyPlan>();
@@ -56,7 +74,8 @@ std::shared_ptr<const PropertyPlan> build(const QMetaObject* meta, const QString
         if (column.isEmpty())
             continue;
         plan->matched.append({property, name, name.toLower(), column, column.toLower(),
-                              QLatin1Char('"') + column + QLatin1Char('"'), name == QLatin1String("objectName")});
+                              QLatin1Char('"') + column + QLatin1Char('"'), name == QLatin1String("objectName"),
+                              i, directType(property)});
     }
     return plan;
 }
@@ -74,8 +93,14 @@ QString PropertyPlan::containsColumn(const QStringList& columns, const QString& 
 
 std::shared_ptr<const PropertyPlan> PropertyPlan::get(const QMetaObject* meta, const QStringList& columns)
 {
-    if (lastPlan && lastPlan->meta == meta && lastPlan->columns == columns)
-        return lastPlan;
+    if (lastPlan && lastPlan->meta == meta) {
+        if (columns.isSharedWith(lastColumns)) // mostly the very list of last time
+            return lastPlan;
+        if (lastPlan->columns == columns) {
+            lastColumns = columns;
+            return lastPlan;
+        }
+    }
     PlanCache* cache = planCache();
     if (!cache)
         return build(meta, columns);
@@ -84,6 +109,7 @@ std::shared_ptr<const PropertyPlan> PropertyPlan::get(const QMetaObject* meta, c
     for (const auto& plan : qAsConst(forClass)) {
         if (plan->columns == columns) {
             lastPlan = plan;
+            lastColumns = columns;
             return plan;
         }
     }
@@ -95,6 +121,7 @@ std::shared_ptr<const PropertyPlan> PropertyPlan::get(const QMetaObject* meta, c
     cache->plans[meta].append(plan);
     ++cache->size;
     lastPlan = plan;
+    lastColumns = columns;
     return plan;
 }
 

@@ -4,6 +4,7 @@
 #include <QMetaProperty>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <QVector>
 
 #include <memory>
@@ -23,6 +24,8 @@ struct PropertyPlan
         QString lowerColumn;
         QString quotedColumn; // "column", for the dialects that quote names
         bool isObjectName;
+        int index;           // the property's index in the class, as QMetaObject::metacall takes it
+        int directType;      // the property's type when read() can read it without a variant, else 0
     };
 
     const QMetaObject* meta = nullptr;
@@ -38,6 +41,24 @@ struct PropertyPlan
 
     // The column list's form of name, matched ignoring case; empty if none.
     static QString containsColumn(const QStringList& columns, const QString& name);
+
+    // Reads c's property as QMetaProperty::read does, into a value of the
+    // property's own type (c.directType) instead of a variant: the same getter
+    // call, without building and converting a variant per value. False when
+    // the object answered in the variant instead (Qt D-Bus proxies do); the
+    // value is then in variant.
+    template <class T>
+    static bool readDirect(QObject* obj, const Column& c, T& value, QVariant& variant)
+    {
+        int status = -1;
+        void* argv[] = {&value, &variant, &status};
+        QMetaObject::metacall(obj, QMetaObject::ReadProperty, c.index, argv);
+        if (status != -1)
+            return false;
+        if (argv[0] != &value) // the getter handed back a reference of its own
+            value = *static_cast<const T*>(argv[0]);
+        return true;
+    }
 };
 
 } // namespace Tessark

@@ -1,5 +1,7 @@
 #include "mysql/mysqlmodel.h"
 
+#include "core/datetimetext_p.h"
+
 namespace {
 const Tessark::DialectTraits dialect = {
     /* quoteTables */ false,
@@ -23,6 +25,13 @@ const Tessark::DialectTraits dialect = {
 MySqlModel::MySqlModel() : PersistenceCore(dialect, m_help) {}
 
 MySqlModel::~MySqlModel() = default;
+
+// The default date-time text (the variant's), without Qt's general formatter.
+void MySqlModel::appendDateTime(QString& sql, const QDateTime& value) const
+{
+    if (!Tessark::appendQuotedIsoDateTimeText(sql, value))
+        PersistenceCore::appendDateTime(sql, value);
+}
 
 QString MySqlModel::GetTableSql(QString databaseName)
 {

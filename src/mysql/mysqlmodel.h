@@ -19,6 +19,7 @@ protected:
     {
         return GetColumnSql(m_help.GetDatabaseName(), tableName);
     }
+    void appendDateTime(QString& sql, const QDateTime& value) const override;
 
     MySqlHelp m_help;
 

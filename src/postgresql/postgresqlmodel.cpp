@@ -65,6 +65,12 @@ Tessark::SqlValue PostgreSQLModel::dateTimeValue(const QVariant& value) const
     return {text, false};
 }
 
+void PostgreSQLModel::appendDateTime(QString& sql, const QDateTime& value) const
+{
+    if (!Tessark::appendQuotedIsoDateTimeText(sql, value))
+        PersistenceCore::appendDateTime(sql, value);
+}
+
 // Schemas in the order the catalogue lists them, each with its tables.
 Tessark::DialectCore::SchemaTables PostgreSQLModel::fetchTables()
 {

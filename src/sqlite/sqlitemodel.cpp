@@ -42,3 +42,9 @@ Tessark::SqlValue SQLiteModel::dateTimeValue(const QVariant& value) const
 {
     return {Tessark::dateTimeText(value.toDateTime(), true), false};
 }
+
+void SQLiteModel::appendDateTime(QString& sql, const QDateTime& value) const
+{
+    if (!Tessark::appendQuotedDateTimeText(sql, value, true))
+        PersistenceCore::appendDateTime(sql, value);
+}

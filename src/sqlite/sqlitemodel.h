@@ -18,6 +18,7 @@ protected:
     QString tableSql() override { return GetTableSql(); }
     QString columnSql(const QString& tableName) override { return GetColumnSql(tableName); }
     Tessark::SqlValue dateTimeValue(const QVariant& value) const override;
+    void appendDateTime(QString& sql, const QDateTime& value) const override;
 
     SQLiteHelp m_help;
 
