@@ -360,6 +360,8 @@ public:
         else if (m_w.target.db == Db::PostgreSQL)
             contenders.push_back(makeLibpq());
         contenders.push_back(makeSoci(m_w.target.db));
+        if (m_w.target.db == Db::MySQL)
+            contenders.push_back(makeQtTextOneRowId());
         contenders.erase(std::remove_if(contenders.begin(), contenders.end(),
                                         [&](const auto& c) { return !m_options.wantsContender(c->key()); }),
                          contenders.end());
@@ -660,8 +662,8 @@ int main(int argc, char** argv)
                                                  "page,build (default: all)."),
                                   QStringLiteral("LIST"));
     const QCommandLineOption contenders(QStringLiteral("contenders"),
-                                        QStringLiteral("Comma-separated: library,qt_text,qt_prepared,c_api,soci "
-                                                       "(default: all)."),
+                                        QStringLiteral("Comma-separated: library,qt_text,qt_prepared,c_api,soci,"
+                                                       "qt_text_one_row_id (default: all)."),
                                         QStringLiteral("LIST"));
     const QCommandLineOption dir(QStringLiteral("dir"),
                                  QStringLiteral("Folder for the SQLite file and the log (default: a temporary one)."),

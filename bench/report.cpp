@@ -79,7 +79,22 @@ double median(QVector<double> values)
 
 namespace {
 
-const char* const references[] = {"qt_text", "qt_prepared", "c_api", "soci"};
+const char* const references[] = {"qt_text", "qt_prepared", "c_api", "soci", "qt_text_one_row_id"};
+
+// The references that took part in some scenario of b, in the order above.
+QStringList referencesOf(const BackendResult& b)
+{
+    QStringList present;
+    for (const char* ref : references) {
+        for (const ScenarioResult& s : b.scenarios) {
+            if (s.of(QLatin1String(ref)) >= 0) {
+                present.append(QLatin1String(ref));
+                break;
+            }
+        }
+    }
+    return present;
+}
 
 QString referenceTitle(const QString& reference, const QString& backend)
 {
@@ -87,6 +102,8 @@ QString referenceTitle(const QString& reference, const QString& backend)
         return QStringLiteral("Qt, same text");
     if (reference == QLatin1String("qt_prepared"))
         return QStringLiteral("Qt, prepared");
+    if (reference == QLatin1String("qt_text_one_row_id"))
+        return QStringLiteral("Qt, 1-row id query");
     if (reference == QLatin1String("c_api"))
         return backend == QLatin1String("sqlite") ? QStringLiteral("sqlite3 C API")
                : backend == QLatin1String("postgresql") ? QStringLiteral("libpq")
@@ -171,7 +188,7 @@ QString describeMachine()
         QLatin1String(__VERSION__));
     lines << QStringLiteral("Client libraries: sqlite3 %1, libpq %2, SOCI %3")
                  .arg(QLatin1String(sqlite3_libversion()))
-                 .arg(PQlibVersion())
+                 .arg(QStringLiteral("%1.%2").arg(PQlibVersion() / 10000).arg(PQlibVersion() % 10000))
                  .arg(QString::fromLatin1(SOCI_LIB_VERSION).replace(QLatin1Char('_'), QLatin1Char('.')));
     return lines.join(QLatin1Char('\n'));
 }
@@ -186,20 +203,21 @@ void printBackend(QTextStream& out, const BackendResult& result, const Options& 
     out << " -- median ms of " << options.reps << (options.reps == 1 ? " run" : " runs")
         << "; (x) = median over repetitions of Tessark / reference, lower is better\n";
     const int titleWidth = 40;
+    const QStringList refs = referencesOf(result);
     out << QStringLiteral("%1%2").arg(QStringLiteral("scenario"), -titleWidth).arg(QStringLiteral("Tessark"), 10);
-    for (const char* ref : references)
-        out << QStringLiteral("%1").arg(referenceTitle(QLatin1String(ref), result.backend), 20);
+    for (const QString& ref : refs)
+        out << QStringLiteral("%1").arg(referenceTitle(ref, result.backend), 22);
     out << '\n';
     bool built = false;
     for (const ScenarioResult& s : result.scenarios) {
         const double lib = s.of(QStringLiteral("library"));
         out << QStringLiteral("%1%2").arg(s.title, -titleWidth).arg(lib < 0 ? QStringLiteral("-") : ms(lib), 10);
-        for (const char* ref : references) {
-            const double r = s.of(QLatin1String(ref));
+        for (const QString& ref : refs) {
+            const double r = s.of(ref);
             QString cell = QStringLiteral("-");
             if (r > 0)
-                cell = lib < 0 ? ms(r) : QStringLiteral("%1 (%2)").arg(ms(r), ratioText(s.ratio(QLatin1String(ref))));
-            out << QStringLiteral("%1").arg(cell, 20);
+                cell = lib < 0 ? ms(r) : QStringLiteral("%1 (%2)").arg(ms(r), ratioText(s.ratio(ref)));
+            out << QStringLiteral("%1").arg(cell, 22);
         }
         out << '\n';
         built = built || s.key == QLatin1String("build");
@@ -259,21 +277,25 @@ bool writeDoc(const QString& path, const Report& report)
         md << "\n### " << b.displayName;
         if (!b.version.isEmpty())
             md << " (" << b.version << ')';
+        const QStringList refs = referencesOf(b);
         md << "\n\n| scenario | Tessark |";
-        for (const char* ref : references)
-            md << ' ' << referenceTitle(QLatin1String(ref), b.backend) << " |";
-        md << "\n|---|---:|---:|---:|---:|---:|\n";
+        for (const QString& ref : refs)
+            md << ' ' << referenceTitle(ref, b.backend) << " |";
+        md << "\n|---|---:|";
+        for (int i = 0; i < refs.size(); ++i)
+            md << "---:|";
+        md << '\n';
         for (const ScenarioResult& s : b.scenarios) {
             const double lib = s.of(QStringLiteral("library"));
             md << "| " << s.title << " | " << (lib < 0 ? QStringLiteral("-") : ms(lib)) << " |";
-            for (const char* ref : references) {
-                const double r = s.of(QLatin1String(ref));
+            for (const QString& ref : refs) {
+                const double r = s.of(ref);
                 if (r <= 0)
                     md << " - |";
                 else if (lib < 0)
                     md << ' ' << ms(r) << " |";
                 else
-                    md << ' ' << ms(r) << " (" << ratioText(s.ratio(QLatin1String(ref))) << ") |";
+                    md << ' ' << ms(r) << " (" << ratioText(s.ratio(ref)) << ") |";
             }
             md << '\n';
         }
