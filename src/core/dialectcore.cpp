@@ -5,7 +5,9 @@
 #include <QMutexLocker>
 #include <QVarLengthArray>
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 
 #include "Model/objectmodel.h"
 #include "core/connectioncore.h"
@@ -107,10 +109,26 @@ void appendInteger(QString& sql, qlonglong value)
     sql += QLatin1Char('\'');
 }
 
+// Qt's shortest 'g' text. Where that is plain decimal notation it has the
+// same digits as std::to_chars's shortest round trip, which is several times
+// faster; exponents, infinities and NaN keep Qt's own spelling.
 void appendDouble(QString& sql, double value)
 {
     sql += QLatin1Char('\'');
-    sql += QString::number(value, 'g', QLocale::FloatingPointShortest);
+    char digits[32];
+    const char* end = nullptr;
+    if (value == 0) {
+        digits[0] = '0'; // Qt writes -0.0 as "0" too
+        end = digits + 1;
+    } else if (std::fabs(value) < 1e15) {
+        end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+        if (std::find(static_cast<const char*>(digits), end, 'e') != end)
+            end = nullptr;
+    }
+    if (end)
+        sql += QLatin1String(digits, int(end - digits));
+    else
+        sql += QString::number(value, 'g', QLocale::FloatingPointShortest);
     sql += QLatin1Char('\'');
 }
 
@@ -259,9 +277,41 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<
     return sql;
 }
 
-QString DialectCore::updateHead(const QString& tableName) const
+void DialectCore::appendUpdateHead(QString& sql, const QString& tableName) const
 {
-    return QLatin1String("UPDATE ") + table(tableName) + QLatin1String(" set ");
+    sql += QLatin1String("UPDATE ");
+    appendName(sql, tableName, m_dialect.quoteTables);
+    sql += QLatin1String(" set ");
+}
+
+// What c.property.read(obj).toString() gives, without the variant for the
+// types whose text is plain.
+QString DialectCore::columnText(const PropertyPlan::Column& c, QObject* obj)
+{
+    QVariant variant;
+    switch (c.directType) {
+    case QMetaType::Int: {
+        int value = 0;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return QString::number(value);
+        break;
+    }
+    case QMetaType::LongLong: {
+        qlonglong value = 0;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return QString::number(value);
+        break;
+    }
+    case QMetaType::QString: {
+        QString value;
+        if (PropertyPlan::readDirect(obj, c, value, variant))
+            return value;
+        break;
+    }
+    default:
+        variant = c.property.read(obj);
+    }
+    return variant.toString();
 }
 
 // The SET list of a record UPDATE, trailing comma cut, and the key's text: the
@@ -277,9 +327,9 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
         for (const PropertyPlan::Column& c : plan->matched)
             size += c.quotedColumn.size() + 36;
         sql.reserve(size);
-        sql += updateHead(tableName);
+        appendUpdateHead(sql, tableName);
         const QString lowerKey = key.toLower();
-        QMetaProperty keyProperty;
+        const PropertyPlan::Column* keyColumn = nullptr;
         for (const PropertyPlan::Column& c : plan->matched) {
             if (c.isObjectName)
                 continue;
@@ -288,16 +338,17 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
             appendProperty(sql, c, obj);
             sql += QLatin1Char(',');
             if (c.lowerName == lowerKey)
-                keyProperty = c.property;
+                keyColumn = &c;
         }
         if (anyProperty) {
             const int index = plan->lowerProperties.lastIndexOf(lowerKey);
-            keyProperty = index >= 0 ? plan->meta->property(index) : QMetaProperty();
+            if (index >= 0)
+                keyValue = plan->meta->property(index).read(obj).toString();
+        } else if (keyColumn) {
+            keyValue = columnText(*keyColumn, obj);
         }
-        if (keyProperty.isValid())
-            keyValue = keyProperty.read(obj).toString();
     } else {
-        sql = updateHead(tableName);
+        appendUpdateHead(sql, tableName);
     }
     sql.chop(1);
     return sql;
@@ -328,7 +379,8 @@ QString DialectCore::GetUpdateSqlByKey(QString tableName, QString key, QStringLi
 
 QString DialectCore::GetUpdateSql(QString tableName, QString key, QStringList columns, QList<FieldPair> fields)
 {
-    QString sql = updateHead(tableName);
+    QString sql;
+    appendUpdateHead(sql, tableName);
     QString keyValue;
     const QString lowerKey = key.toLower();
     for (const FieldPair& field : qAsConst(fields)) {

@@ -113,7 +113,8 @@ protected:
     QHash<QString, QHash<QString, QStringList>> m_columns; // sign -> table -> columns
 
 private:
-    QString updateHead(const QString& tableName) const;
+    void appendUpdateHead(QString& sql, const QString& tableName) const;
+    static QString columnText(const PropertyPlan::Column& c, QObject* obj);
     QString recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
                          const QString& key, bool anyProperty, QString& keyValue) const;
 };

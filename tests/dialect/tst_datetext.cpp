@@ -2,8 +2,13 @@
 // dialect's format for SQLite and Oracle, as the variant's text (ISO 8601)
 // for PostgreSQL and MySQL. Every year, millisecond and time spec, invalid
 // values, and (run again under ar_EG) a locale whose digits are not ASCII.
+// Floating-point values are written as the variant's text too.
 #include <QRandomGenerator>
 #include <QtTest>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
 
 #include "../support/tessarktest.h"
 #include "Model/objectmodel.h"
@@ -28,6 +33,22 @@ public:
     QDateTime at;
     QDateTime getat() const { return at; }
     void setat(const QDateTime& value) { at = value; }
+};
+
+class Measure : public ObjectModel
+{
+    Q_OBJECT
+    Q_PROPERTY(double value READ getvalue WRITE setvalue)
+
+public:
+    Measure()
+    {
+        TableName = QStringLiteral("t");
+        Key = QStringLiteral("id");
+    }
+    double value = 0;
+    double getvalue() const { return value; }
+    void setvalue(double v) { value = v; }
 };
 
 QList<QDateTime> samples()
@@ -80,6 +101,35 @@ private slots:
                                          false, {}),
                      QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (to_date('%1', 'yyyy/mm/dd hh24:mi:ss'))")
                          .arg(text));
+        }
+    }
+
+    // Plain decimals take a faster path than Qt's formatter; both must agree
+    // on digits, and on where the exponent form starts.
+    void doublesAsVariantText()
+    {
+        SQLiteModel sqlite;
+        Measure m;
+        QList<double> values{0.0, -0.0, 1e15, 999999999999999.9, 1e-5, 1e-4, 1e16, 5e-324, 0.1 + 0.2,
+                             std::numeric_limits<double>::max(), std::numeric_limits<double>::infinity(),
+                             -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()};
+        for (int exponent = -20; exponent <= 20; ++exponent) {
+            for (double mantissa : {1.0, 5.0, 123.0, 1.5, 9.999})
+                values << mantissa * std::pow(10.0, exponent) << -mantissa * std::pow(10.0, exponent);
+        }
+        QRandomGenerator random(20261122);
+        for (int i = 0; i < 20000; ++i) {
+            const quint64 bits = random.generate64();
+            double any;
+            std::memcpy(&any, &bits, sizeof any);
+            const double decimal = std::pow(10.0, random.bounded(26.0) - 8);
+            values << any << decimal << std::round(decimal * 100) / 100;
+        }
+        for (double value : values) {
+            m.value = value;
+            QCOMPARE(sqlite.GetInsertSql(QStringLiteral("t"), {QStringLiteral("value")}, &m, QStringLiteral("id"),
+                                         false, {}),
+                     QStringLiteral("INSERT INTO \"t\" (\"value\") VALUES ('%1')").arg(QVariant(value).toString()));
         }
     }
 
