@@ -79,26 +79,19 @@ int createPostgresql(const QString& work, QSettings& settings)
         return fail(why);
     }
 
-    // Only commented columns are reported by the catalogue query.
+    // Only commented columns are reported by the catalogue query: comment them all.
     const QString table = uniqueName(QStringLiteral("gen_roundtrip"));
-    const QStringList setup = {
-        QStringLiteral("create table %1 (id serial primary key, name varchar(40), score float8, weight float4, "
-                       "created timestamp(3), total int8, small int2, amount numeric(10,0))"),
-        QStringLiteral("comment on column %1.id is 'Key'"),
-        QStringLiteral("comment on column %1.name is 'Name'"),
-        QStringLiteral("comment on column %1.score is 'Score'"),
-        QStringLiteral("comment on column %1.weight is 'Weight'"),
-        QStringLiteral("comment on column %1.created is 'Created'"),
-        QStringLiteral("comment on column %1.total is 'Total'"),
-        QStringLiteral("comment on column %1.small is 'Small'"),
-        QStringLiteral("comment on column %1.amount is 'Amount'"),
-    };
+    QStringList setup = {QStringLiteral("create table %1 (id serial primary key, name varchar(40), score float8, "
+                                        "weight float4, created timestamp(3), total int8, small int2, "
+                                        "amount numeric(10,0))").arg(table)};
+    for (const char* column : {"id", "name", "score", "weight", "created", "total", "small", "amount"})
+        setup << QStringLiteral("comment on column %1.%2 is 'the %2'").arg(table, QLatin1String(column));
     {
         RawConnection raw(address);
         if (!raw.isOpen())
             return fail(raw.lastError());
         for (const QString& sql : setup) {
-            if (!raw.exec(sql.arg(table)))
+            if (!raw.exec(sql))
                 return fail(raw.lastError());
         }
     }
