@@ -1,7 +1,5 @@
 #include "hostilevalues.h"
 
-#include <QtGlobal>
-
 namespace TessarkTest {
 
 quint64 runSeed()
@@ -14,7 +12,9 @@ quint64 runSeed()
     return seed;
 }
 
-QStringList HostileValues::atoms()
+namespace {
+
+QStringList atoms()
 {
     return {
         // Quotes, alone, doubled, unbalanced and mixed.
@@ -41,8 +41,7 @@ QStringList HostileValues::atoms()
         QStringLiteral(" "), QStringLiteral("  lead and trail  "), QStringLiteral("\t"), QStringLiteral("\n"),
         QStringLiteral("\r\n"), QStringLiteral("line1\nline2"), QStringLiteral("\x01\x02\x1a\x1b\x1f\x7f"),
         QStringLiteral("\b\f\v"),
-        // Unicode: CJK, right-to-left, combining marks, astral plane, invisible
-        // and look-alike quotes that some conversions fold into '.
+        // Unicode: right-to-left, combining, astral, invisible, and quote look-alikes some conversions fold into '.
         QStringLiteral("\u4e2d\u6587"), QStringLiteral("\u0645\u0631\u062d\u0628\u0627"),
         QStringLiteral("e\u0301\u0308"), QStringLiteral("\U0001F600\U0001F4A9"), QStringLiteral("\U0001D11E"),
         QStringLiteral("\uFEFF"), QStringLiteral("\u200B\u200D"), QStringLiteral("\u2028\u2029"),
@@ -54,38 +53,25 @@ QStringList HostileValues::atoms()
     };
 }
 
+} // namespace
+
 HostileValues::HostileValues(quint64 seed) : m_random(seed), m_atoms(atoms()) {}
 
 QString HostileValues::randomCharacters(int count)
 {
     static const QString dangerous = QStringLiteral("'\"`\\;-/*#%$?:@_ \t\n\r");
     QString text;
-    text.reserve(count * 2);
     for (int i = 0; i < count; ++i) {
         const quint32 pick = m_random.bounded(100u);
-        char32_t code;
-        if (pick < 35)
-            code = dangerous.at(int(m_random.bounded(quint32(dangerous.size())))).unicode();
-        else if (pick < 65)
-            code = 0x20 + m_random.bounded(0x5fu); // printable ASCII
-        else if (pick < 70)
-            code = 1 + m_random.bounded(0x1fu); // control characters, never NUL
-        else if (pick < 80)
-            code = 0x80 + m_random.bounded(0x780u); // Latin, Greek, Cyrillic, Hebrew, Arabic
-        else if (pick < 92) {
-            // Anywhere in the basic plane except the surrogates.
-            code = 0x800 + m_random.bounded(0xF7FEu);
-            if (code >= 0xD800 && code <= 0xDFFF)
-                code = 0x2019; // a look-alike quote instead
-        } else
-            code = 0x10000 + m_random.bounded(0xFFFF0u); // astral planes
-        if (code > 0xFFFF) {
-            // Through QChar: a bare char16_t would pick the narrowing operator+=(char).
-            text += QChar(QChar::highSurrogate(code));
-            text += QChar(QChar::lowSurrogate(code));
-        } else {
-            text += QChar(char16_t(code));
-        }
+        char32_t code = pick < 35 ? dangerous.at(int(m_random.bounded(quint32(dangerous.size())))).unicode()
+            : pick < 65           ? 0x20 + m_random.bounded(0x5fu)      // printable ASCII
+            : pick < 70           ? 1 + m_random.bounded(0x1fu)         // control characters, never NUL
+            : pick < 80           ? 0x80 + m_random.bounded(0x780u)     // Latin, Greek, Cyrillic, Hebrew, Arabic
+            : pick < 92           ? 0x800 + m_random.bounded(0xF7FEu)   // the rest of the basic plane
+                                  : 0x10000 + m_random.bounded(0xFFFF0u); // astral planes
+        if (code >= 0xD800 && code <= 0xDFFF)
+            code = 0x2019; // a look-alike quote instead of a lone surrogate
+        text += QString::fromUcs4(&code, 1);
     }
     return text;
 }
@@ -93,8 +79,8 @@ QString HostileValues::randomCharacters(int count)
 QString HostileValues::mixture()
 {
     QString text;
-    const int parts = 1 + int(m_random.bounded(6u));
-    for (int i = 0; i < parts; ++i) {
+    const int pieces = 1 + int(m_random.bounded(6u));
+    for (int i = 0; i < pieces; ++i) {
         if (m_random.bounded(2u))
             text += m_atoms.at(int(m_random.bounded(quint32(m_atoms.size()))));
         else
@@ -104,7 +90,6 @@ QString HostileValues::mixture()
     if (m_random.bounded(100u) == 0) {
         const int length = 1000 + int(m_random.bounded(7000u));
         QString longText;
-        longText.reserve(length + text.size());
         while (longText.size() < length)
             longText += text.isEmpty() ? QStringLiteral("'") : text;
         text = longText + QLatin1Char('\'');
@@ -114,10 +99,7 @@ QString HostileValues::mixture()
 
 QString HostileValues::next()
 {
-    const int index = m_produced++;
-    if (index < m_atoms.size())
-        return m_atoms.at(index);
-    return mixture();
+    return m_produced < m_atoms.size() ? m_atoms.at(m_produced++) : mixture();
 }
 
 } // namespace TessarkTest

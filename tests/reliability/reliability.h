@@ -1,13 +1,13 @@
 #ifndef TESSARK_TESTS_RELIABILITY_RELIABILITY_H
 #define TESSARK_TESTS_RELIABILITY_RELIABILITY_H
 
-// What the reliability and load suites share: their record classes, their
-// table, and calls that differ in form between the persistence classes and
-// the facade.
+// Shared by the reliability and load suites: their records, their table, and
+// the calls whose form differs between the persistence classes and the facade.
 
 #include <QtTest>
 
 #include <type_traits>
+#include <utility>
 
 #include "../common/backends.h"
 #include "Model/objectmodel.h"
@@ -42,7 +42,6 @@ public:
     void setlabel(const QString& value) { label = value; }
 
     void setKeyName(const QString& key) { Key = key; }
-    void setTable(const QString& table) { TableName = table; }
 };
 
 // A record none of whose properties is a column of the Item table.
@@ -63,8 +62,8 @@ public:
     void setnothing(const QString& value) { nothing = value; }
 };
 
-// The Item table. MySQL compares text without padding or case folding here,
-// so a WHERE on a value matches exactly that value, as on the other two.
+// The Item table. The MySQL collation neither pads nor folds case, so a WHERE
+// on a value matches exactly that value, as on the other two.
 inline QString itemTable(const Backend& b, const QString& name)
 {
     switch (b.kind) {
@@ -82,6 +81,14 @@ inline QString itemTable(const Backend& b, const QString& name)
     return QString();
 }
 
+// Drops a table on every exit path.
+struct DropTable
+{
+    const Backend& b;
+    QString table;
+    ~DropTable() { b.exec(QStringLiteral("drop table %1").arg(table)); }
+};
+
 inline ConnInfoModel connInfo(const Backend& b, const QString& tag)
 {
     if (b.kind == Kind::SQLite)
@@ -95,24 +102,9 @@ template <class F>
 void withQuery(const Backend& b, const QString& tag, F&& body)
 {
     switch (b.kind) {
-    case Kind::SQLite: {
-        SQLiteQuery q;
-        b.init(q, tag);
-        body(q);
-        break;
-    }
-    case Kind::PostgreSQL: {
-        PostgreSQLQuery q;
-        b.init(q, tag);
-        body(q);
-        break;
-    }
-    case Kind::MySQL: {
-        MySqlQuery q;
-        b.init(q, tag);
-        body(q);
-        break;
-    }
+    case Kind::SQLite: { SQLiteQuery q; b.init(q, tag); body(q); break; }
+    case Kind::PostgreSQL: { PostgreSQLQuery q; b.init(q, tag); body(q); break; }
+    case Kind::MySQL: { MySqlQuery q; b.init(q, tag); body(q); break; }
     }
 }
 
@@ -121,7 +113,6 @@ constexpr bool isHandle = std::is_same_v<std::decay_t<Q>, ExtendHandle>;
 template <class Q>
 constexpr bool isPostgres = std::is_same_v<std::decay_t<Q>, PostgreSQLQuery>;
 
-// The calls whose form differs between the persistence classes and the facade.
 template <class Q>
 bool insertRecord(Q& q, ObjectModel* obj, bool generatedKey)
 {
@@ -131,31 +122,14 @@ bool insertRecord(Q& q, ObjectModel* obj, bool generatedKey)
         return q.Insert(obj, generatedKey, QStringList());
 }
 
-template <class Q>
-bool deleteValue(Q& q, const QString& column, const QVariant& value, const QString& table)
+// Any form of Delete: PostgreSQL's take a trailing flag the others lack.
+template <class Q, class... Args>
+bool deleteBy(Q& q, Args&&... args)
 {
     if constexpr (isPostgres<Q>)
-        return q.Delete(column, value, table, false);
+        return q.Delete(std::forward<Args>(args)..., false);
     else
-        return q.Delete(column, value, table);
-}
-
-template <class Q>
-bool deleteRecord(Q& q, const QString& column, const QVariant& value, ObjectModel* obj)
-{
-    if constexpr (isPostgres<Q>)
-        return q.Delete(column, value, obj, false);
-    else
-        return q.Delete(column, value, obj);
-}
-
-template <class Q>
-bool deleteFields(Q& q, const QString& table, const QString& key, const QList<FieldPair>& fields)
-{
-    if constexpr (isPostgres<Q>)
-        return q.Delete(table, key, fields, false);
-    else
-        return q.Delete(table, key, fields);
+        return q.Delete(std::forward<Args>(args)...);
 }
 
 } // namespace TessarkTest
