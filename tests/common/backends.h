@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <type_traits>
 
 #include "../support/tessarktest.h"
 #include "mysql/mysqlhelp.h"
@@ -47,85 +48,71 @@ struct Backend
     // A table named name with an auto-generated integer key id and a few columns.
     QString createPersonTable(const QString& name) const
     {
-        switch (kind) {
-        case Kind::SQLite:
-            return QStringLiteral("create table %1 (id INTEGER PRIMARY KEY AUTOINCREMENT, username TEXT, "
-                                  "score DOUBLE, born TIMESTAMP)").arg(name);
-        case Kind::PostgreSQL:
-            return QStringLiteral("create table %1 (id serial primary key, username text, "
-                                  "score double precision, born timestamp(3))").arg(name);
-        case Kind::MySQL:
-            return QStringLiteral("create table %1 (id int auto_increment primary key, username text, "
-                                  "score double, born datetime(3))").arg(name);
-        }
-        return QString();
+        static const char* const columns[] = {
+            "id INTEGER PRIMARY KEY AUTOINCREMENT, username TEXT, score DOUBLE, born TIMESTAMP",
+            "id serial primary key, username text, score double precision, born timestamp(3)",
+            "id int auto_increment primary key, username text, score double, born datetime(3)"};
+        return QStringLiteral("create table %1 (%2)").arg(name, QLatin1String(columns[int(kind)]));
     }
 
-    QString createTagTable(const QString& name) const
+    template <class Q>
+    void init(Q& q, const QString& tag = QString()) const
     {
-        return QStringLiteral("create table %1 (code varchar(64) primary key, label text)").arg(name);
+        if constexpr (std::is_same_v<Q, SQLiteQuery> || std::is_same_v<Q, SQLiteHelp>)
+            q.InitInfo(file, tag);
+        else
+            q.InitInfo(server.host, server.port, server.user, server.password, server.dbname, tag);
     }
 
     std::unique_ptr<Tessark::ConnectionCore> help(const QString& tag = QString()) const
     {
-        switch (kind) {
-        case Kind::SQLite: {
-            auto h = std::make_unique<SQLiteHelp>();
-            h->InitInfo(file, tag);
-            return h;
-        }
-        case Kind::PostgreSQL: {
-            auto h = std::make_unique<PostgreSQLHelp>();
-            h->InitInfo(server.host, server.port, server.user, server.password, server.dbname, tag);
-            return h;
-        }
-        case Kind::MySQL: {
-            auto h = std::make_unique<MySqlHelp>();
-            h->InitInfo(server.host, server.port, server.user, server.password, server.dbname, tag);
-            return h;
-        }
-        }
-        return nullptr;
+        if (kind == Kind::SQLite)
+            return made<SQLiteHelp>(tag);
+        return kind == Kind::PostgreSQL ? made<PostgreSQLHelp>(tag) : made<MySqlHelp>(tag);
     }
 
-    template <class Query>
-    void init(Query& query, const QString& tag = QString()) const;
-
     // Runs a statement on a connection of its own (setup and teardown).
-    bool exec(const QString& sql) const
+    bool exec(const QString& sql) const { return help(QStringLiteral("setup"))->Execution(sql); }
+
+private:
+    template <class H>
+    std::unique_ptr<Tessark::ConnectionCore> made(const QString& tag) const
     {
-        auto h = help(QStringLiteral("setup"));
-        return h->Execution(sql);
+        auto h = std::make_unique<H>();
+        init(*h, tag);
+        return h;
     }
 };
 
-template <>
-inline void Backend::init(SQLiteQuery& query, const QString& tag) const
-{
-    query.InitInfo(file, tag);
-}
-
-template <class Query>
-inline void Backend::init(Query& query, const QString& tag) const
-{
-    query.InitInfo(server.host, server.port, server.user, server.password, server.dbname, tag);
-}
-
-// Fills b for kind; false when the test must stop (it has skipped or failed).
+// Fills b for kind (a server's address already in b.server); false when the
+// SQLite file cannot be made.
 inline bool setUpBackend(Kind kind, Backend& b)
 {
+    const bool pg = kind == Kind::PostgreSQL;
     b.kind = kind;
-    if (kind == Kind::SQLite) {
-        b.displayName = QStringLiteral("SQLite");
-        b.type = 2;
-        b.collectsIds = true;
-        b.dir = std::make_unique<QTemporaryDir>();
-        b.file = b.dir->filePath(uniqueName(QStringLiteral("db")) + QStringLiteral(".db"));
-        QFile create(b.file);
-        return create.open(QIODevice::WriteOnly);
-    }
-    return true;
+    b.displayName = kind == Kind::SQLite ? QStringLiteral("SQLite") : pg ? QStringLiteral("PostgreSQL")
+                                                                         : QStringLiteral("MySql");
+    b.type = kind == Kind::SQLite ? 2 : pg ? 0 : 3;
+    b.abortsOnError = b.foldsKeyCase = b.quotedValueIsName = pg;
+    b.collectsIds = !pg;
+    if (kind != Kind::SQLite)
+        return true;
+    b.dir = std::make_unique<QTemporaryDir>();
+    b.file = b.dir->filePath(uniqueName(QStringLiteral("db")) + QStringLiteral(".db"));
+    return QFile(b.file).open(QIODevice::WriteOnly);
 }
+
+// Drops the tables on every exit path of a test.
+struct DropTables
+{
+    const Backend& b;
+    QStringList tables;
+    ~DropTables()
+    {
+        for (const QString& t : tables)
+            b.exec(QStringLiteral("drop table if exists %1").arg(t));
+    }
+};
 
 } // namespace TessarkTest
 
@@ -135,20 +122,12 @@ inline bool setUpBackend(Kind kind, Backend& b)
     QFETCH(int, kind);                                                                     \
     TessarkTest::Backend b;                                                                \
     if (TessarkTest::Kind(kind) != TessarkTest::Kind::SQLite) {                            \
-        const bool tessarkPg_ = TessarkTest::Kind(kind) == TessarkTest::Kind::PostgreSQL;  \
-        TESSARK_REQUIRE_SERVER(tessarkPg_ ? TessarkTest::Server::PostgreSQL                \
-                                          : TessarkTest::Server::MySQL,                    \
+        TESSARK_REQUIRE_SERVER(TessarkTest::Kind(kind) == TessarkTest::Kind::PostgreSQL    \
+                                   ? TessarkTest::Server::PostgreSQL                       \
+                                   : TessarkTest::Server::MySQL,                           \
                                tessarkAddress_);                                           \
-        b.kind = TessarkTest::Kind(kind);                                                  \
         b.server = tessarkAddress_;                                                        \
-        b.displayName = tessarkPg_ ? QStringLiteral("PostgreSQL") : QStringLiteral("MySql"); \
-        b.type = tessarkPg_ ? 0 : 3;                                                       \
-        b.abortsOnError = tessarkPg_;                                                      \
-        b.collectsIds = !tessarkPg_;                                                       \
-        b.foldsKeyCase = tessarkPg_;                                                       \
-        b.quotedValueIsName = tessarkPg_;                                                  \
-    } else {                                                                               \
-        QVERIFY(TessarkTest::setUpBackend(TessarkTest::Kind::SQLite, b));                  \
-    }
+    }                                                                                      \
+    QVERIFY(TessarkTest::setUpBackend(TessarkTest::Kind(kind), b));
 
 #endif // TESSARK_TESTS_COMMON_BACKENDS_H

@@ -40,9 +40,6 @@ public:
     void setborn(const QDateTime& value) { born = value; }
     QString getnickname() const { return nickname; }
     void setnickname(const QString& value) { nickname = value; }
-
-    void setKeyName(const QString& key) { Key = key; }
-    void setTable(const QString& table) { TableName = table; }
 };
 
 // A record whose key is caller-supplied text.

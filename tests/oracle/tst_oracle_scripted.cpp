@@ -1,7 +1,6 @@
 // OracleQuery over a scripted stand-in for the QOCI driver (no Oracle server
-// or QOCI plugin exists here). The stand-in records every statement it is sent
-// and answers rows from a script, so the test sees exactly what Oracle would.
-#include <QSignalSpy>
+// or QOCI plugin exists here): it records every statement and answers rows
+// from a script.
 #include <QSqlDatabase>
 #include <QSqlDriver>
 #include <QSqlDriverCreator>
@@ -35,7 +34,7 @@ struct Script
     QStringList heard;
     QString databaseName;
     QString hostName;
-    std::function<Answer(const QString&)> answer = [](const QString&) { return Answer(); };
+    std::function<Answer(const QString&)> answer;
 };
 
 Script script;
@@ -104,28 +103,21 @@ public:
     bool rollbackTransaction() override { script.heard.append("ROLLBACK"); return true; }
 };
 
-Answer rows(const QStringList& columns, const QList<QVariantList>& values)
-{
-    Answer a;
-    a.columns = columns;
-    a.rows = values;
-    return a;
-}
-
 const QString tablesSql = "SELECT A.TABLE_NAME, A.COMMENTS FROM USER_TAB_COMMENTS A ORDER BY A.TABLE_NAME ";
 
-// A schema with one table PERSON (id, username) and, for inserts, a returned key.
-Answer personSchema(const QString& sql, const QVariant& returnedKey)
+// A schema with one table PERSON and, for inserts, returnedKey as the returned key row.
+QVariant returnedKey;
+Answer personSchema(const QString& sql)
 {
     if (sql == tablesSql)
-        return rows({"TABLE_NAME", "COMMENTS"}, {{"PERSON", ""}});
+        return Answer{true, {"TABLE_NAME", "COMMENTS"}, {{"PERSON", ""}}};
     if (sql.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"))
-        return rows({"TABLE_NAME", "COLUMN_NAME"}, {{"PERSON", "id"}, {"PERSON", "username"}, {"PERSON", "born"}});
+        return Answer{true, {"TABLE_NAME", "COLUMN_NAME"}, {{"PERSON", "id"}, {"PERSON", "username"}, {"PERSON", "born"}}};
     if (sql.startsWith("INSERT") && returnedKey.isValid())
-        return rows({"id"}, {{returnedKey}});
-    if (sql.contains("FAIL"))
-        return Answer{false, {}, {}};
-    return Answer();
+        return Answer{true, {"id"}, {{returnedKey}}};
+    if (sql.startsWith("select COUNT"))
+        return Answer{true, {"ROWCOUNT"}, {{3}}};
+    return Answer{!sql.contains("FAIL"), {}, {}};
 }
 
 } // namespace
@@ -134,10 +126,10 @@ class TestOracleScripted : public QObject
 {
     Q_OBJECT
 
-    OracleQuery* fresh(QString tag = QString())
+    static std::unique_ptr<OracleQuery> fresh()
     {
-        auto* q = new OracleQuery;
-        q->InitInfo("dbhost", 1521, "scott", "tiger", "ORCL", tag.isEmpty() ? uniqueName("ora") : tag);
+        auto q = std::make_unique<OracleQuery>();
+        q->InitInfo("dbhost", 1521, "scott", "tiger", "ORCL", uniqueName("ora"));
         return q;
     }
 
@@ -147,52 +139,44 @@ private slots:
         installMessageGuard();
         QSqlDatabase::registerSqlDriver("QOCI", new QSqlDriverCreator<ScriptedDriver>);
     }
-    void init() { script = Script(); }
-
-    void connectsWithAddressInDatabaseName()
+    void init()
     {
-        std::unique_ptr<OracleQuery> q(fresh());
-        QVERIFY(q->InitConnect());
-        QCOMPARE(script.databaseName, QStringLiteral("dbhost:1521/ORCL"));
-        QCOMPARE(script.hostName, QString());
+        script = Script();
+        script.answer = personSchema;
+        returnedKey = QVariant();
     }
 
-    void insertReadsKeyFromReturnedRow()
+    // The key comes from the row the insert returns; without that row the
+    // insert fails and the record keeps its id.
+    void insert()
     {
-        script.answer = [](const QString& sql) { return personSchema(sql, 42); };
-        std::unique_ptr<OracleQuery> q(fresh());
+        auto q = fresh();
         Person p("PERSON");
+        p.id = 9;
+        QVERIFY(!q->Insert(&p, true, {}));
+        QCOMPARE(p.id, 9);
+        // The address goes into the database name, host left empty.
+        QCOMPARE(script.databaseName, QStringLiteral("dbhost:1521/ORCL"));
+        QCOMPARE(script.hostName, QString());
+        QCOMPARE(script.heard.first(), tablesSql);
+        QVERIFY(!q->Insert("PERSON", {{"username", "x"}}, "id", true));
+        QCOMPARE(script.heard.last(), QStringLiteral("INSERT INTO \"PERSON\" (\"username\") VALUES ('x') "));
+
+        returnedKey = 42;
         p.UserName = "ann";
         QVERIFY(q->Insert(&p, true, {}));
         QCOMPARE(p.id, 42);
         const QString insert = q->GetInsertSql("PERSON", {"id", "username", "born"}, &p, "id", true, {});
         QCOMPARE(script.heard.last(), insert);
         QVERIFY(insert.contains("to_date('2000-01-01 00:00:00', 'yyyy/mm/dd hh24:mi:ss')"));
-        QCOMPARE(script.heard.first(), tablesSql);
-        // An insert runs as a one-row query: no transaction around it.
-        QVERIFY(!script.heard.contains("BEGIN"));
-    }
-
-    void insertWithoutRowFails()
-    {
-        script.answer = [](const QString& sql) { return personSchema(sql, QVariant()); };
-        std::unique_ptr<OracleQuery> q(fresh());
-        Person p("PERSON");
-        p.id = 9;
-        QVERIFY(!q->Insert(&p, true, {}));
-        QCOMPARE(p.id, 9); // left unchanged
-        QVERIFY(!q->Insert("PERSON", {{"username", "x"}}, "id", true));
-        QCOMPARE(script.heard.last(), QStringLiteral("INSERT INTO \"PERSON\" (\"username\") VALUES ('x') "));
+        QVERIFY(!script.heard.contains("BEGIN")); // a one-row query, no transaction around it
     }
 
     void listsAndReads()
     {
-        script.answer = [](const QString& sql) {
-            if (sql.startsWith("select COUNT"))
-                return rows({"ROWCOUNT"}, {{3}});
-            return personSchema(sql, 5);
-        };
-        std::unique_ptr<OracleQuery> q(fresh());
+        LogFolder log;
+        returnedKey = 5;
+        auto q = fresh();
         Person a("PERSON"), b("PERSON");
         a.id = 1;
         b.id = 2;
@@ -205,7 +189,6 @@ private slots:
                  (QStringList{q->GetInsertSql("PERSON", {"id", "username", "born"}, &a, "id", true, {}),
                               q->GetInsertSql("PERSON", {"id", "username", "born"}, &b, "id", true, {}), "COMMIT"}));
 
-        script.heard.clear();
         QVERIFY(q->Query(20, 10, &a).isEmpty());
         QCOMPARE(script.heard.last(),
                  QStringLiteral("Select * From (select a.*,rownum r from  (PERSON) a) where r>20 and r<=30"));
@@ -213,6 +196,13 @@ private slots:
         QVERIFY(q->UpdateByKey(&a, "username"));
         QCOMPARE(script.heard.at(script.heard.size() - 2),
                  q->GetUpdateSqlByKey("PERSON", "username", {"id", "username", "born"}, &a));
+
+        // Oracle passes continueOnError on (PostgreSQL does not).
+        QVERIFY(q->DeleteList(QStringList{"delete FAIL", "delete 2"}, true));
+        QCOMPARE(script.heard.mid(script.heard.size() - 4), (QStringList{"BEGIN", "delete FAIL", "delete 2", "COMMIT"}));
+        QCOMPARE(log.messages().size(), 1);
+        QVERIFY(log.messages().first().startsWith(QStringLiteral("Oracle执行SQL语出出错 错误信息：\n")));
+        QVERIFY(log.messages().first().contains("ORA-00942"));
     }
 
     // Catalogue reads happen once per connection and table, counted at the driver.
@@ -220,22 +210,22 @@ private slots:
     {
         script.answer = [](const QString& sql) {
             if (sql == tablesSql)
-                return rows({"TABLE_NAME", "COMMENTS"}, {{"A", ""}, {"B", ""}});
+                return Answer{true, {"TABLE_NAME", "COMMENTS"}, {{"A", ""}, {"B", ""}}};
             if (sql.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"))
-                return rows({"COLUMN_NAME"}, {{sql.contains("'A'") ? "a1" : "b1"}});
+                return Answer{true, {"COLUMN_NAME"}, {{sql.contains("'A'") ? "a1" : "b1"}}};
             return Answer();
         };
-        std::unique_ptr<OracleQuery> q(fresh());
+        auto q = fresh();
         for (int i = 0; i < 3; ++i) {
             QCOMPARE(q->GetColumnNames("A"), QStringList{"a1"});
             QCOMPARE(q->GetColumnNames("B"), QStringList{"b1"});
             QCOMPARE(q->GetTableNames(), (QStringList{"A", "B"}));
         }
-        QCOMPARE(script.heard.count(tablesSql), 1);
         const auto columnReads = [] {
             return int(std::count_if(script.heard.cbegin(), script.heard.cend(),
                                      [](const QString& s) { return s.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"); }));
         };
+        QCOMPARE(script.heard.count(tablesSql), 1);
         QCOMPARE(columnReads(), 2);
         q->CleanColumn();
         q->GetColumnNames("A");
@@ -243,19 +233,6 @@ private slots:
         q->CleanTable();
         q->GetTableNames();
         QCOMPARE(script.heard.count(tablesSql), 2);
-    }
-
-    // Oracle passes continueOnError on (PostgreSQL does not).
-    void deleteListContinues()
-    {
-        script.answer = [](const QString& sql) { return personSchema(sql, QVariant()); };
-        LogFolder log;
-        std::unique_ptr<OracleQuery> q(fresh());
-        QVERIFY(q->DeleteList(QStringList{"delete FAIL", "delete 2"}, true));
-        QCOMPARE(script.heard.mid(script.heard.size() - 4),
-                 (QStringList{"BEGIN", "delete FAIL", "delete 2", "COMMIT"}));
-        QVERIFY(log.messages().first().startsWith(QStringLiteral("Oracle执行SQL语出出错 错误信息：\n")));
-        QVERIFY(log.messages().first().contains("ORA-00942"));
     }
 };
 
