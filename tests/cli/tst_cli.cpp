@@ -111,14 +111,12 @@ private:
         process.setProcessEnvironment(env);
         process.start(TESSARK_CLI, withLog && !args.isEmpty() ? args + QStringList{"--log", path("logs")} : args);
         Result r;
-        if (!process.waitForStarted(timeoutMs))
-            return r;
-        r.finished = process.waitForFinished(timeoutMs);
+        r.finished = process.waitForStarted(timeoutMs) && process.waitForFinished(timeoutMs);
         if (!r.finished) {
             process.kill();
             process.waitForFinished();
         }
-        r.code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        r.code = r.finished && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
         r.out = QString::fromUtf8(process.readAllStandardOutput());
         r.err = QString::fromUtf8(process.readAllStandardError());
         return r;
@@ -137,11 +135,6 @@ private:
         if (!writeFile(path("shop.json"), shopSchema) || tessark({"create-db", path("shop.json")}).code != 0)
             return QString();
         return path("shop.db");
-    }
-
-    QString todayLog() const
-    {
-        return path("logs/" + QLocale::c().toString(QDate::currentDate(), "yyyy-MM-dd") + ".log");
     }
 
 private slots:
@@ -185,6 +178,7 @@ private slots:
     void demoEndToEnd()
     {
         const QStringList args = {"demo", "--db", path("demo/demo.db"), "--out", path("gen")};
+        const QString todayLog = path("logs/" + QLocale::c().toString(QDate::currentDate(), "yyyy-MM-dd") + ".log");
         for (int run = 1; run <= 2; ++run) { // the second run replaces the first one's file
             const Result r = ok(args);
             if (QTest::currentTestFailed())
@@ -199,13 +193,13 @@ private slots:
                 at = r.out.indexOf(QLatin1String(step), at);
                 QVERIFY2(at >= 0, qPrintable(QStringLiteral("\"%1\" missing or out of order:\n%2").arg(QLatin1String(step), r.out)));
             }
-            QVERIFY2(r.out.contains(todayLog()), qPrintable(r.out));
+            QVERIFY2(r.out.contains(todayLog), qPrintable(r.out));
 
             // What the steps claim is in the file and the log.
             QCOMPARE(ok({"query", "sqlite:" + path("demo/demo.db"), "select id, title, price from book", "--format",
                          "csv"}).out,
                      QStringLiteral("id,title,price\n2,Emma,6.5\n3,Ulysses,12\n"));
-            const QString log = readFile(todayLog());
+            const QString log = readFile(todayLog);
             QCOMPARE(log.count("\n--------------------\n\n"), run);
             QVERIFY2(log.contains("no such table: no_such_table"), qPrintable(log));
         }
@@ -273,9 +267,7 @@ private slots:
         };
         row("syntax", "{\n  \"tables\": [\n    {\"name\": \"t\",,}\n  ]\n}", "shop.json:3:19: bad JSON:");
         row("not an object", "[1, 2]", "must be a JSON object");
-        row("unknown top key", R"({"tabels": []})", "unknown key \"tabels\"");
         row("no tables", R"({"database": "x.db"})", "\"tables\" is missing");
-        row("empty tables", described(""), "\"tables\" must be a non-empty array");
         row("no database", R"({"tables": [{"name": "t", "columns": [{"name": "a", "type": "int"}]}]})",
             "no \"database\" path");
         row("unknown column key", described(table(R"("name": "a", "type": "int", "primarykey": true)")),
@@ -579,16 +571,6 @@ private slots:
         QVERIFY(!QFileInfo(path("gen")).exists());
         QVERIFY(!QFileInfo(path("g")).exists());
         QCOMPARE(schemaOf(shop), before);
-    }
-
-    void failureMessageIsTheLoggedDriverText()
-    {
-        const Result r = tessark({"query", "postgresql://tessark@127.0.0.1:1/db", "select 1"});
-        QCOMPARE(r.code, 1);
-        // The entry: stamp line, the library's heading line, the driver's text, the separator.
-        const QString log = readFile(todayLog());
-        const QString driver = QStringList(log.split('\n').mid(2)).join(' ').section("--------------------", 0, 0);
-        QVERIFY2(!driver.simplified().isEmpty() && r.err.contains(driver.simplified()), qPrintable(log + "\n" + r.err));
     }
 };
 

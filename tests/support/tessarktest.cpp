@@ -2,16 +2,16 @@
 
 #include <QAtomicInt>
 #include <QCoreApplication>
-#include <QDate>
 #include <QDir>
 #include <QFile>
-#include <QLocale>
 #include <QMutex>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QThread>
 
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "tool/tessarktool.h"
 
@@ -22,21 +22,10 @@ namespace {
 struct Expectation
 {
     QtMsgType type;
-    QString substring;          // used when pattern is empty
     QRegularExpression pattern;
+    QString shown; // for reports: "text" or /pattern/
 
-    bool matches(QtMsgType t, const QString& text) const
-    {
-        if (t != type)
-            return false;
-        return pattern.pattern().isEmpty() ? text.contains(substring) : pattern.match(text).hasMatch();
-    }
-
-    QString describe() const
-    {
-        return pattern.pattern().isEmpty() ? QStringLiteral("\"%1\"").arg(substring)
-                                           : QStringLiteral("/%1/").arg(pattern.pattern());
-    }
+    bool matches(QtMsgType t, const QString& text) const { return t == type && pattern.match(text).hasMatch(); }
 };
 
 struct GuardState
@@ -56,66 +45,50 @@ GuardState& guard()
     return *state;
 }
 
-const char* typeName(QtMsgType type)
+// Only warnings and criticals are ever checked.
+QString typeName(QtMsgType type)
 {
-    switch (type) {
-    case QtWarningMsg: return "warning";
-    case QtCriticalMsg: return "critical";
-    case QtFatalMsg: return "fatal";
-    case QtInfoMsg: return "info";
-    case QtDebugMsg: return "debug";
-    }
-    return "message";
+    return type == QtCriticalMsg ? QStringLiteral("critical") : QStringLiteral("warning");
 }
 
 void guardHandler(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     GuardState& state = guard();
-    bool unexpected = false;
     QtMessageHandler previous;
+    const bool checked = type == QtWarningMsg || type == QtCriticalMsg;
     {
         QMutexLocker locker(&state.mutex);
         previous = state.previous;
-        if (type == QtWarningMsg || type == QtCriticalMsg) {
-            bool absorbed = false;
-            for (int i = 0; i < state.expected.size(); ++i) {
-                if (state.expected.at(i).matches(type, text)) {
-                    state.expected.removeAt(i);
-                    absorbed = true;
-                    break;
-                }
-            }
-            for (const Expectation& t : qAsConst(state.tolerated))
-                absorbed = absorbed || t.matches(type, text);
-            if (absorbed)
+        if (checked) {
+            const auto met = [&](const Expectation& e) { return e.matches(type, text); };
+            const auto expected = std::find_if(state.expected.begin(), state.expected.end(), met);
+            if (expected != state.expected.end()) {
+                state.expected.erase(expected);
                 return;
-            unexpected = true;
-            state.unexpected.append(QStringLiteral("%1: %2").arg(QLatin1String(typeName(type)), text));
+            }
+            if (std::any_of(state.tolerated.cbegin(), state.tolerated.cend(), met))
+                return;
+            state.unexpected.append(typeName(type) + QStringLiteral(": ") + text);
         }
     }
 
-    // QtTest's handler prints the message in its own format (outside our lock:
-    // it may itself log).
+    // QtTest prints the message in its own format (outside our lock: it may log).
     if (previous)
         previous(type, context, text);
 
-    // Attribute the failure to the running test function when that is safe:
     // QtTest's result bookkeeping belongs to the main thread.
     QCoreApplication* app = QCoreApplication::instance();
-    if (unexpected && QTest::currentTestFunction() && app && QThread::currentThread() == app->thread()) {
-        const QByteArray why = "Unexpected Qt " + QByteArray(typeName(type)) + ": " + text.toUtf8();
+    if (checked && QTest::currentTestFunction() && app && QThread::currentThread() == app->thread()) {
+        const QByteArray why = "Unexpected Qt " + typeName(type).toUtf8() + ": " + text.toUtf8();
         QTest::qFail(why.constData(), context.file ? context.file : __FILE__, context.file ? context.line : __LINE__);
     }
 }
 
-bool isListingRun(int argc, char** argv)
+void addExpectation(QList<Expectation> GuardState::*list, const Expectation& e)
 {
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray arg(argv[i]);
-        if (arg == "-functions" || arg == "-datatags" || arg == "-help" || arg == "--help" || arg == "-h")
-            return true;
-    }
-    return false;
+    GuardState& state = guard();
+    QMutexLocker locker(&state.mutex);
+    (state.*list).append(e);
 }
 
 } // namespace
@@ -132,23 +105,18 @@ void installMessageGuard()
 
 void expectMessage(QtMsgType type, const QString& substring)
 {
-    GuardState& state = guard();
-    QMutexLocker locker(&state.mutex);
-    state.expected.append(Expectation{type, substring, QRegularExpression()});
+    addExpectation(&GuardState::expected, {type, QRegularExpression(QRegularExpression::escape(substring)),
+                                           QLatin1Char('"') + substring + QLatin1Char('"')});
 }
 
 void expectMessage(QtMsgType type, const QRegularExpression& pattern)
 {
-    GuardState& state = guard();
-    QMutexLocker locker(&state.mutex);
-    state.expected.append(Expectation{type, QString(), pattern});
+    addExpectation(&GuardState::expected, {type, pattern, QLatin1Char('/') + pattern.pattern() + QLatin1Char('/')});
 }
 
 void tolerateMessage(QtMsgType type, const QRegularExpression& pattern)
 {
-    GuardState& state = guard();
-    QMutexLocker locker(&state.mutex);
-    state.tolerated.append(Expectation{type, QString(), pattern});
+    addExpectation(&GuardState::tolerated, {type, pattern, QString()});
 }
 
 QStringList takeUnmetExpectations()
@@ -157,7 +125,7 @@ QStringList takeUnmetExpectations()
     QMutexLocker locker(&state.mutex);
     QStringList unmet;
     for (const Expectation& e : qAsConst(state.expected))
-        unmet.append(QStringLiteral("%1 %2").arg(QLatin1String(typeName(e.type)), e.describe()));
+        unmet.append(typeName(e.type) + QLatin1Char(' ') + e.shown);
     state.expected.clear();
     return unmet;
 }
@@ -166,48 +134,43 @@ QStringList takeUnexpectedMessages()
 {
     GuardState& state = guard();
     QMutexLocker locker(&state.mutex);
-    QStringList taken;
-    taken.swap(state.unexpected);
-    return taken;
+    return std::exchange(state.unexpected, QStringList());
 }
 
 int finishTestRun(int qExecResult, int argc, char** argv)
 {
-    GuardState& state = guard();
-    QMutexLocker locker(&state.mutex);
+    // Listing runs never reach initTestCase().
+    const QByteArrayList listingOptions = {"-functions", "-datatags", "-help", "--help", "-h"};
+    bool listing = false;
+    for (int i = 1; i < argc; ++i)
+        listing = listing || listingOptions.contains(argv[i]);
+
     int result = qExecResult;
-    if (!state.installed && !isListingRun(argc, argv)) {
-        std::fprintf(stderr, "FAIL! The Qt message guard was never installed: call "
-                             "TessarkTest::installMessageGuard() in initTestCase().\n");
+    const auto fail = [&result](const QString& why, const QStringList& items) {
+        std::fprintf(stderr, "FAIL! %s\n", qPrintable(why));
+        for (const QString& item : items)
+            std::fprintf(stderr, "  %s\n", qPrintable(item));
         result = result ? result : 1;
-    }
-    if (!state.unexpected.isEmpty()) {
-        std::fprintf(stderr, "FAIL! %d unexpected Qt message(s):\n", int(state.unexpected.size()));
-        for (const QString& m : qAsConst(state.unexpected))
-            std::fprintf(stderr, "  %s\n", m.toLocal8Bit().constData());
-        result = result ? result : 1;
-    }
-    if (!state.expected.isEmpty()) {
-        std::fprintf(stderr, "FAIL! %d expected Qt message(s) never arrived:\n", int(state.expected.size()));
-        for (const Expectation& e : qAsConst(state.expected))
-            std::fprintf(stderr, "  %s %s\n", typeName(e.type), e.describe().toLocal8Bit().constData());
-        result = result ? result : 1;
-    }
+    };
+    if (!guard().installed && !listing)
+        fail(QStringLiteral("The Qt message guard was never installed: call "
+                            "TessarkTest::installMessageGuard() in initTestCase()."), {});
+    const QStringList unexpected = takeUnexpectedMessages();
+    if (!unexpected.isEmpty())
+        fail(QStringLiteral("%1 unexpected Qt message(s):").arg(unexpected.size()), unexpected);
+    const QStringList unmet = takeUnmetExpectations();
+    if (!unmet.isEmpty())
+        fail(QStringLiteral("%1 expected Qt message(s) never arrived:").arg(unmet.size()), unmet);
     return result;
 }
 
 RunEnvironment::RunEnvironment()
 {
     if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
-        m_runtimeDir = new QTemporaryDir; // created 0700, as Qt requires
+        m_runtimeDir = std::make_unique<QTemporaryDir>(); // created 0700, as Qt requires
         if (m_runtimeDir->isValid())
             qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_runtimeDir->path()));
     }
-}
-
-RunEnvironment::~RunEnvironment()
-{
-    delete m_runtimeDir;
 }
 
 // ---- LogFolder --------------------------------------------------------------
@@ -223,144 +186,75 @@ LogFolder::~LogFolder()
     TessarkTool::SetLogPath(QString());
 }
 
-bool LogFolder::isValid() const
-{
-    return m_dir.isValid();
-}
-
-QString LogFolder::path() const
-{
-    return m_dir.path();
-}
-
-QString LogFolder::todayFile() const
-{
-    return m_dir.filePath(QLocale::c().toString(QDate::currentDate(), QStringLiteral("yyyy-MM-dd"))
-                          + QStringLiteral(".log"));
-}
-
-static QString readUtf8(const QString& fileName)
-{
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    return QString::fromUtf8(file.readAll());
-}
-
-QString LogFolder::readToday() const
-{
-    return readUtf8(todayFile());
-}
-
 QString LogFolder::readAll() const
 {
     QString text;
-    const QStringList files = QDir(m_dir.path()).entryList({QStringLiteral("*.log")}, QDir::Files, QDir::Name);
-    for (const QString& name : files)
-        text += readUtf8(m_dir.filePath(name));
+    const QDir dir(m_dir.path());
+    for (const QString& name : dir.entryList({QStringLiteral("*.log")}, QDir::Files, QDir::Name)) {
+        QFile file(dir.filePath(name));
+        if (file.open(QIODevice::ReadOnly))
+            text += QString::fromUtf8(file.readAll());
+    }
     return text;
 }
 
 QStringList LogFolder::messages() const
 {
-    const QString separator = QStringLiteral("\n--------------------\n\n");
-    QStringList result;
-    QString text = readAll();
-    while (!text.isEmpty()) {
-        int end = text.indexOf(separator);
-        const QString entry = end < 0 ? text : text.left(end);
-        text = end < 0 ? QString() : text.mid(end + separator.size());
-        const int stampEnd = entry.indexOf(QLatin1Char('\n'));
-        result.append(stampEnd < 0 ? QString() : entry.mid(stampEnd + 1));
-    }
+    QStringList result = readAll().split(QStringLiteral("\n--------------------\n\n"));
+    if (result.last().isEmpty()) // after the last separator; an unfinished entry stays
+        result.removeLast();
+    for (QString& entry : result)
+        entry = entry.section(QLatin1Char('\n'), 1); // drops the stamp line
     return result;
 }
 
 // ---- Servers ----------------------------------------------------------------
 
-QString ServerAddress::driver() const
-{
-    return server == Server::PostgreSQL ? QStringLiteral("QPSQL") : QStringLiteral("QMYSQL");
-}
+namespace {
 
-QString ServerAddress::displayName() const
+// Parses "key=value ..."; on failure returns why.
+QString parseServerAddress(const QString& text, ServerAddress* address)
 {
-    return server == Server::PostgreSQL ? QStringLiteral("PostgreSQL") : QStringLiteral("MySQL");
-}
-
-QString environmentVariable(Server server)
-{
-    return server == Server::PostgreSQL ? QStringLiteral("TESSARK_TEST_PG") : QStringLiteral("TESSARK_TEST_MYSQL");
-}
-
-bool parseServerAddress(Server server, const QString& text, ServerAddress* address, QString* error)
-{
-    ServerAddress parsed;
-    parsed.server = server;
-    bool seenHost = false, seenPort = false, seenUser = false, seenDb = false;
-    const QStringList pairs = text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
-    for (const QString& pair : pairs) {
-        const int eq = pair.indexOf(QLatin1Char('='));
-        if (eq <= 0) {
-            *error = QStringLiteral("\"%1\" is not key=value").arg(pair);
-            return false;
-        }
-        const QString key = pair.left(eq);
-        const QString value = pair.mid(eq + 1);
-        if (key == QLatin1String("host")) {
-            parsed.host = value;
-            seenHost = !value.isEmpty();
-        } else if (key == QLatin1String("port")) {
-            bool ok = false;
-            parsed.port = value.toInt(&ok);
-            seenPort = ok && parsed.port > 0 && parsed.port < 65536;
-            if (!seenPort) {
-                *error = QStringLiteral("port \"%1\" is not a port number").arg(value);
-                return false;
-            }
-        } else if (key == QLatin1String("user")) {
-            parsed.user = value;
-            seenUser = !value.isEmpty();
-        } else if (key == QLatin1String("password")) {
-            parsed.password = value;
-        } else if (key == QLatin1String("dbname")) {
-            parsed.dbname = value;
-            seenDb = !value.isEmpty();
-        } else {
-            *error = QStringLiteral("unknown key \"%1\"").arg(key);
-            return false;
-        }
-    }
+    QMap<QString, QString> values;
+    for (const QString& pair : text.split(QLatin1Char(' ')))
+        values.insert(pair.section(QLatin1Char('='), 0, 0), pair.section(QLatin1Char('='), 1));
     QStringList missing;
-    if (!seenHost) missing << QStringLiteral("host");
-    if (!seenPort) missing << QStringLiteral("port");
-    if (!seenUser) missing << QStringLiteral("user");
-    if (!seenDb) missing << QStringLiteral("dbname");
-    if (!missing.isEmpty()) {
-        *error = QStringLiteral("missing %1").arg(missing.join(QStringLiteral(", ")));
-        return false;
+    for (const char* key : {"host", "port", "user", "dbname"}) {
+        if (values.value(QLatin1String(key)).isEmpty())
+            missing << QLatin1String(key);
     }
-    *address = parsed;
-    return true;
+    if (!missing.isEmpty())
+        return QStringLiteral("missing %1").arg(missing.join(QStringLiteral(", ")));
+    bool ok = false;
+    address->port = values.value("port").toInt(&ok);
+    if (!ok || address->port <= 0 || address->port > 65535)
+        return QStringLiteral("port \"%1\" is not a port number").arg(values.value("port"));
+    address->host = values.value("host");
+    address->user = values.value("user");
+    address->password = values.value("password");
+    address->dbname = values.value("dbname");
+    return QString();
 }
+
+} // namespace
 
 Lookup lookupServer(Server server, ServerAddress* address, QString* message)
 {
-    const QString variable = environmentVariable(server);
-    const QString text = qEnvironmentVariable(variable.toLatin1().constData());
-    if (text.trimmed().isEmpty()) {
+    const bool pg = server == Server::PostgreSQL;
+    const char* variable = pg ? "TESSARK_TEST_PG" : "TESSARK_TEST_MYSQL";
+    const QString text = qEnvironmentVariable(variable).simplified();
+    if (text.isEmpty()) {
         const bool required = qEnvironmentVariable("TESSARK_TEST_REQUIRE_SERVERS") == QLatin1String("1");
-        *message = QStringLiteral("%1 is not set, so there is no %2 server to test against. Run scripts/test, "
+        *message = QStringLiteral("%1%2 is not set, so there is no %3 server to test against. Run scripts/test, "
                                   "or `source scripts/servers.sh` and run the test again.")
-                           .arg(variable, server == Server::PostgreSQL ? QStringLiteral("PostgreSQL")
-                                                                       : QStringLiteral("MySQL"));
-        if (required)
-            message->prepend(QStringLiteral("TESSARK_TEST_REQUIRE_SERVERS=1 but "));
+                           .arg(required ? QStringLiteral("TESSARK_TEST_REQUIRE_SERVERS=1 but ") : QString(),
+                                QLatin1String(variable), pg ? QStringLiteral("PostgreSQL") : QStringLiteral("MySQL"));
         return required ? Lookup::Fail : Lookup::Skip;
     }
-    QString error;
-    if (!parseServerAddress(server, text, address, &error)) {
-        *message = QStringLiteral("%1=\"%2\" is malformed: %3").arg(variable, text, error);
+    address->server = server;
+    const QString error = parseServerAddress(text, address);
+    if (!error.isEmpty()) {
+        *message = QStringLiteral("%1=\"%2\" is malformed: %3").arg(QLatin1String(variable), text, error);
         return Lookup::Fail;
     }
     return Lookup::Found;
@@ -369,7 +263,8 @@ Lookup lookupServer(Server server, ServerAddress* address, QString* message)
 RawConnection::RawConnection(const ServerAddress& address)
     : m_name(uniqueName(QStringLiteral("tessark_test_raw")))
 {
-    QSqlDatabase db = QSqlDatabase::addDatabase(address.driver(), m_name);
+    QSqlDatabase db = QSqlDatabase::addDatabase(
+            address.server == Server::PostgreSQL ? QStringLiteral("QPSQL") : QStringLiteral("QMYSQL"), m_name);
     db.setHostName(address.host);
     db.setPort(address.port);
     db.setUserName(address.user);
@@ -381,10 +276,7 @@ RawConnection::RawConnection(const ServerAddress& address)
 
 RawConnection::~RawConnection()
 {
-    {
-        QSqlDatabase db = QSqlDatabase::database(m_name, false);
-        db.close();
-    }
+    QSqlDatabase::database(m_name, false).close();
     QSqlDatabase::removeDatabase(m_name);
 }
 
@@ -393,24 +285,9 @@ bool RawConnection::isOpen() const
     return QSqlDatabase::database(m_name, false).isOpen();
 }
 
-QString RawConnection::connectionName() const
-{
-    return m_name;
-}
-
-QSqlDatabase RawConnection::database() const
-{
-    return QSqlDatabase::database(m_name, false);
-}
-
-QString RawConnection::lastError() const
-{
-    return m_error;
-}
-
 bool RawConnection::exec(const QString& sql)
 {
-    QSqlQuery query(database());
+    QSqlQuery query(QSqlDatabase::database(m_name, false));
     if (query.exec(sql))
         return true;
     m_error = query.lastError().text();
@@ -419,7 +296,7 @@ bool RawConnection::exec(const QString& sql)
 
 QVariant RawConnection::scalar(const QString& sql)
 {
-    QSqlQuery query(database());
+    QSqlQuery query(QSqlDatabase::database(m_name, false));
     if (query.exec(sql) && query.first())
         return query.value(0);
     m_error = query.lastError().text();

@@ -64,22 +64,12 @@ QString entry(const QString& stamp, const QString& message)
     return stamp + "\n" + message + "\n--------------------\n\n";
 }
 
-// Runs `chooser` while a timer finds the dialog it opens, records what it
-// shows and picks `choice`, or cancels when `choice` is empty.
-struct DialogProbe
-{
-    bool seen = false;
-    QString title;
-    QString directory;
-    QStringList nameFilters;
-    QFileDialog::FileMode fileMode = QFileDialog::AnyFile;
-    bool dirsOnly = false;
-};
-
+// Runs `chooser` while a timer finds the dialog it opens, describes it in
+// *shown and picks `choice`, or cancels when `choice` is empty.
 template <typename Chooser>
-QString runDialog(const QString& choice, DialogProbe* probe, Chooser chooser)
+QString runDialog(const QString& choice, QString* shown, Chooser chooser)
 {
-    QTimer::singleShot(0, [choice, probe] {
+    QTimer::singleShot(0, [choice, shown] {
         QFileDialog* dialog = nullptr;
         for (QWidget* w : QApplication::topLevelWidgets()) {
             if (auto* d = qobject_cast<QFileDialog*>(w); d && d->isVisible())
@@ -89,8 +79,14 @@ QString runDialog(const QString& choice, DialogProbe* probe, Chooser chooser)
             QCoreApplication::exit(1); // leave the dialog's loop so the test can fail
             return;
         }
-        *probe = {true, dialog->windowTitle(), dialog->directory().absolutePath(), dialog->nameFilters(),
-                  dialog->fileMode(), dialog->testOption(QFileDialog::ShowDirsOnly)};
+        // Qt versions name the folder mode differently; any file mode is wrong for it.
+        const QFileDialog::FileMode mode = dialog->fileMode();
+        const bool fileMode = mode == QFileDialog::AnyFile || mode == QFileDialog::ExistingFile
+                || mode == QFileDialog::ExistingFiles;
+        const QString kind = mode == QFileDialog::ExistingFile ? dialog->nameFilters().join(';')
+                : !fileMode && dialog->testOption(QFileDialog::ShowDirsOnly) ? QStringLiteral("folders only")
+                                                                              : QStringLiteral("wrong mode");
+        *shown = dialog->windowTitle() + " in " + dialog->directory().absolutePath() + ": " + kind;
         if (choice.isEmpty()) {
             dialog->reject();
         } else {
@@ -136,11 +132,9 @@ private slots:
         fixedNow = at(2031, 7, 4, 12);
         TessarkClock::setSource(fixedClock);
         const QString marker = TessarkTest::uniqueName("must_not_be_written");
-
         QTemporaryDir cwd;
-        QVERIFY(cwd.isValid());
         const QString previous = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(cwd.path()));
+        QVERIFY(cwd.isValid() && QDir::setCurrent(cwd.path()));
         TessarkTool::WriteLog(marker);
         QVERIFY(QDir::setCurrent(previous));
 
@@ -160,7 +154,6 @@ private slots:
         QTest::newRow("line breaks kept") << at(2024, 8, 12, 9, 5, 31)
                                           << QString::fromUtf8("SQLite查询出错 错误信息：\nno such table: t\n  detail")
                                           << "2024-08-12" << "09:05:31";
-        QTest::newRow("empty message") << at(2024, 8, 12) << QString() << "2024-08-12" << "00:00:00";
     }
     void writeLogEntryFormat()
     {
@@ -180,51 +173,25 @@ private slots:
         QCOMPARE(readText(log.path() + "/" + day + ".log"), entry(day + " " + day + " " + time, message));
     }
 
-    void writeLogAppendsSameDayInOrder()
-    {
-        TessarkTest::LogFolder log;
-        QVERIFY(log.isValid());
-        const QString file = log.path() + "/2024-08-12.log";
-        QVERIFY(writeBytes(file, "kept from before\n"));
-        TessarkClock::setSource(fixedClock);
-
-        fixedNow = at(2024, 8, 12, 0, 0, 1);
-        TessarkTool::WriteLog("first");
-        fixedNow = at(2024, 8, 12, 23, 59, 59);
-        TessarkTool::WriteLog(QString::fromUtf8("第二条"));
-
-        QCOMPARE(filesIn(log.path()), QStringList{"2024-08-12.log"});
-        QCOMPARE(readText(file), "kept from before\n" + entry("2024-08-12 2024-08-12 00:00:01", "first")
-                                         + entry("2024-08-12 2024-08-12 23:59:59", QString::fromUtf8("第二条")));
-    }
-
-    void writeLogStartsNewFileAfterMidnight_data()
-    {
-        QTest::addColumn<QDateTime>("before");
-        QTest::addColumn<QString>("day1");
-        QTest::addColumn<QString>("day2");
-
-        QTest::newRow("into leap day") << at(2024, 2, 28, 23, 59, 59, 999) << "2024-02-28" << "2024-02-29";
-        QTest::newRow("out of leap day") << at(2024, 2, 29, 23, 59, 59, 999) << "2024-02-29" << "2024-03-01";
-        QTest::newRow("new year") << at(2023, 12, 31, 23, 59, 59, 999) << "2023-12-31" << "2024-01-01";
-    }
     void writeLogStartsNewFileAfterMidnight()
     {
-        QFETCH(QDateTime, before);
-        QFETCH(QString, day1);
-        QFETCH(QString, day2);
-
         TessarkTest::LogFolder log;
         QVERIFY(log.isValid());
+        const QString day1 = log.path() + "/2023-12-31.log";
+        QVERIFY(writeBytes(day1, "kept from before\n"));
         TessarkClock::setSource(fixedClock);
-        fixedNow = before;
-        TessarkTool::WriteLog("late");
-        fixedNow = before.addMSecs(1);
+
+        fixedNow = at(2023, 12, 31, 0, 0, 1);
+        TessarkTool::WriteLog("first");
+        fixedNow = at(2023, 12, 31, 23, 59, 59, 999);
+        TessarkTool::WriteLog(QString::fromUtf8("第二条"));
+        fixedNow = fixedNow.addMSecs(1);
         TessarkTool::WriteLog("early");
 
-        QCOMPARE(filesIn(log.path()), (QStringList{day1 + ".log", day2 + ".log"}));
-        QCOMPARE(readText(log.path() + "/" + day1 + ".log"), entry(day1 + " " + day1 + " 23:59:59", "late"));
-        QCOMPARE(readText(log.path() + "/" + day2 + ".log"), entry(day2 + " " + day2 + " 00:00:00", "early"));
+        QCOMPARE(filesIn(log.path()), (QStringList{"2023-12-31.log", "2024-01-01.log"}));
+        QCOMPARE(readText(day1), "kept from before\n" + entry("2023-12-31 2023-12-31 00:00:01", "first")
+                                         + entry("2023-12-31 2023-12-31 23:59:59", QString::fromUtf8("第二条")));
+        QCOMPARE(readText(log.path() + "/2024-01-01.log"), entry("2024-01-01 2024-01-01 00:00:00", "early"));
     }
 
     void writeLogCreatesAndFollowsFolders()
@@ -240,27 +207,18 @@ private slots:
         TessarkTool::SetLogPath(chain);
         QCOMPARE(TessarkTool::GetLogPath(), chain);
         TessarkTool::WriteLog("hello");
-        QCOMPARE(filesIn(root.path() + "/a/b/c"), QStringList{"2024-08-12.log"});
-        QCOMPARE(readText(root.path() + "/a/b/c/2024-08-12.log"), entry(stamp, "hello"));
-
         TessarkTool::SetLogPath(root.path() + "/two");
         TessarkTool::WriteLog("to two");
-        QCOMPARE(readText(root.path() + "/two/2024-08-12.log"), entry(stamp, "to two"));
-        QCOMPARE(readText(root.path() + "/a/b/c/2024-08-12.log"), entry(stamp, "hello"));
-    }
-
-    void writeLogLosesEntrySilentlyWhenFolderCannotBeMade()
-    {
-        QTemporaryDir root;
-        QVERIFY(root.isValid());
-        const QString blocker = root.filePath("plain-file");
-        QVERIFY(writeBytes(blocker, "not a folder"));
-        TessarkTool::SetLogPath(blocker + "/logs");
-
+        // A folder that cannot be made loses the entry silently.
+        QVERIFY(writeBytes(root.filePath("plain-file"), "not a folder"));
+        TessarkTool::SetLogPath(root.filePath("plain-file") + "/logs");
         TessarkTool::WriteLog("lost");
 
-        QCOMPARE(filesIn(root.path()), QStringList{"plain-file"});
-        QCOMPARE(readText(blocker), QStringLiteral("not a folder"));
+        QCOMPARE(filesIn(root.path()), (QStringList{"a", "plain-file", "two"}));
+        QCOMPARE(filesIn(root.path() + "/a/b/c"), QStringList{"2024-08-12.log"});
+        QCOMPARE(readText(root.path() + "/a/b/c/2024-08-12.log"), entry(stamp, "hello"));
+        QCOMPARE(readText(root.path() + "/two/2024-08-12.log"), entry(stamp, "to two"));
+        QCOMPARE(readText(root.filePath("plain-file")), QStringLiteral("not a folder"));
     }
 
     void writeLogHoldsOtherWritersUntilEntryIsWhole()
@@ -314,9 +272,8 @@ private slots:
                 for (int i = 0; i < perThread; ++i)
                     TessarkTool::WriteLog(message(t, i));
             }));
+            threads.back()->start();
         }
-        for (auto& thread : threads)
-            thread->start();
         for (auto& thread : threads)
             QVERIFY(thread->wait(60000));
 
@@ -343,10 +300,8 @@ private slots:
         QTest::addColumn<QString>("content");
 
         QTest::newRow("longer file shortened") << "out.txt" << QByteArray("old content, much longer\nline two\n")
-                                               << "short";
+                                               << QString::fromUtf8("中文\n短");
         QTest::newRow("missing file created") << "out.txt" << QByteArray() << "hello\n";
-        QTest::newRow("utf-8") << "out.txt" << QByteArray("x") << QString::fromUtf8("中文内容\n第二行");
-        QTest::newRow("emptied") << "out.txt" << QByteArray("something") << QString();
         QTest::newRow("missing folder: nothing") << "missing/out.txt" << QByteArray() << "x";
     }
     void writeFile()
@@ -382,7 +337,6 @@ private slots:
         // The key is the path exactly as given: no case folding, no normalising.
         QVERIFY(TessarkTool::SQLiteMutex(path.toUpper()) != m);
         QVERIFY(TessarkTool::SQLiteMutex("./" + path) != m);
-        QVERIFY(TessarkTool::SQLiteMutex(path + "-other") != m);
 
         // Non-recursive: the holder itself cannot take it twice.
         QVERIFY(m->tryLock());
@@ -402,11 +356,9 @@ private slots:
 
             std::vector<std::vector<QMutex*>> seen(threadCount, std::vector<QMutex*>(paths, nullptr));
             std::vector<std::unique_ptr<QThread>> threads;
-            QSemaphore ready;
             QSemaphore go;
             for (int t = 0; t < threadCount; ++t) {
-                threads.emplace_back(QThread::create([t, prefix, &seen, &ready, &go] {
-                    ready.release();
+                threads.emplace_back(QThread::create([t, prefix, &seen, &go] {
                     go.acquire(); // all start together
                     // Alternate direction so threads collide on fresh paths.
                     for (int k = 0; k < paths; ++k) {
@@ -414,10 +366,8 @@ private slots:
                         seen[t][i] = TessarkTool::SQLiteMutex(prefix + QString::number(i));
                     }
                 }));
+                threads.back()->start();
             }
-            for (auto& thread : threads)
-                thread->start();
-            QVERIFY(ready.tryAcquire(threadCount, 10000));
             go.release(threadCount);
             for (auto& thread : threads)
                 QVERIFY(thread->wait(60000));
@@ -447,8 +397,7 @@ private slots:
         writeBytes(scratch + "/file.txt", "x");
         const struct { const char* name; QString path; bool dir; bool file; } probes[] = {
             {"empty", QString(), false, false}, {"missing", scratch + "/nothing-here", false, false},
-            {"folder", scratch + "/folder", true, false}, {"folder with slash", scratch + "/folder/", true, false},
-            {"file", scratch + "/file.txt", false, true}, {"root", "/", true, false}};
+            {"folder", scratch + "/folder", true, false}, {"file", scratch + "/file.txt", false, true}};
         for (const auto& p : probes) {
             QTest::addRow("isDirExist: %s", p.name) << QVariant(T::isDirExist(p.path)) << QVariant(p.dir);
             QTest::addRow("isFileExist: %s", p.name) << QVariant(T::isFileExist(p.path)) << QVariant(p.file);
@@ -463,15 +412,10 @@ private slots:
         row("format SQLite", formatted(2), "2024-08-12T21:05:31");
         row("format MySQL", T::GetDateTimeFormat(3), QString());
         row("format negative", T::GetDateTimeFormat(-1), QString());
-        row("format above 3", T::GetDateTimeFormat(4), QString());
-        row("format short max", T::GetDateTimeFormat(32767), QString());
 
         // The last whole second of the month, or invalid outside four-digit years.
         row("last: February leap year", T::GetLast(at(2024, 2, 10, 8)), at(2024, 2, 29, 23, 59, 59));
         row("last: already the last", T::GetLast(at(2024, 2, 29, 23, 59, 59)), at(2024, 2, 29, 23, 59, 59));
-        row("last: February common year", T::GetLast(at(2023, 2, 1)), at(2023, 2, 28, 23, 59, 59));
-        row("last: 1900 is not leap", T::GetLast(at(1900, 2, 15)), at(1900, 2, 28, 23, 59, 59));
-        row("last: 2000 is leap", T::GetLast(at(2000, 2, 15)), at(2000, 2, 29, 23, 59, 59));
         row("last: December, ms dropped", T::GetLast(at(2023, 12, 31, 23, 59, 59, 999)), at(2023, 12, 31, 23, 59, 59));
         row("last: April", T::GetLast(at(2024, 4, 30, 12)), at(2024, 4, 30, 23, 59, 59));
         row("last: three-digit year", T::GetLast(at(999, 5, 5)), invalid);
@@ -487,7 +431,6 @@ private slots:
         row("days: Feb 2000 (by 400)", T::GetMonthDayCount(2000, 2), 29);
         row("days: month 0", T::GetMonthDayCount(2024, 0), 0);
         row("days: month 13", T::GetMonthDayCount(2024, 13), 0);
-        row("days: month -1", T::GetMonthDayCount(2024, -1), 0);
 
         // Whole seconds, truncated at each step; distances from 1970 are unsigned,
         // so moments before it are mirrored after it.
@@ -496,33 +439,19 @@ private slots:
         row("average: ms truncated", T::GetTimeAve({at(2024, 3, 10, 12, 34, 56, 999)}), at(2024, 3, 10, 12, 34, 56));
         row("average: midpoint", T::GetTimeAve({at(2024, 1, 1, 0, 0, 10), at(2024, 1, 1)}), at(2024, 1, 1, 0, 0, 5));
         row("average: odd total rounds down", T::GetTimeAve({at(2024, 1, 1), at(2024, 1, 1, 0, 0, 1)}), at(2024, 1, 1));
-        row("average: across a leap day", T::GetTimeAve({at(2024, 2, 28, 12), at(2024, 3, 1, 12)}), at(2024, 2, 29, 12));
-        row("average: three", T::GetTimeAve({at(2024, 1, 1), at(2024, 1, 2), at(2024, 1, 3)}), at(2024, 1, 2));
-        row("average: base itself", T::GetTimeAve({base}), base);
         row("average: before base mirrored", T::GetTimeAve({base.addSecs(-10)}), base.addSecs(10));
         row("average: mixed sides", T::GetTimeAve({base.addSecs(-10), base.addSecs(30)}), base.addSecs(20));
         row("average: truncated per step", T::GetTimeAve({base.addMSecs(1600), base.addMSecs(1600)}), base.addSecs(1));
 
-        // The lag is the same either way round.
-        const QDateTime lagPairs[][2] = {{at(2024, 1, 1), at(2024, 1, 1)},
-                                         {at(2024, 1, 1), at(2024, 1, 1, 0, 0, 1, 250)},
-                                         {at(2024, 2, 28, 12), at(2024, 3, 1, 12)},
-                                         {at(2023, 2, 28, 12), at(2023, 3, 1, 12)},
-                                         {at(2000, 1, 1), at(2024, 1, 1)}};
-        const qint64 lags[] = {0, 1250, 2 * 86400000LL, 86400000LL, 8766 * 86400000LL}; // the last beyond 32 bits
-        const char* const lagNames[] = {"equal", "milliseconds", "leap day counted", "common year", "beyond 32 bits"};
-        for (int i = 0; i < 5; ++i) {
-            const auto& [a, b] = lagPairs[i];
-            QTest::addRow("lag: %s", lagNames[i]) << QVariant(T::GetTimeLag(a, b)) << QVariant(lags[i]);
-            QTest::addRow("lag: %s, reversed", lagNames[i]) << QVariant(T::GetTimeLag(b, a)) << QVariant(lags[i]);
-        }
+        // The lag is the same either way round, and does not stop at 32 bits.
+        row("lag: milliseconds", T::GetTimeLag(at(2024, 1, 1), at(2024, 1, 1, 0, 0, 1, 250)), qint64(1250));
+        row("lag: beyond 32 bits", T::GetTimeLag(at(2024, 1, 1), at(2000, 1, 1)), qint64(8766) * 86400000);
 
         // One decimal in the largest unit under 60 of it; "-" from 60 hours on.
         const struct { int ms; const char* text; } units[] = {
-            {INT_MIN, "-2147483648毫秒"}, {-5, "-5毫秒"}, {0, "0毫秒"}, {999, "999毫秒"},
-            {1000, "1.0秒"}, {1500, "1.5秒"}, {59999, "60.0秒"}, // rounds up, keeps the unit
-            {60000, "1.0分"}, {90000, "1.5分"}, {3599999, "60.0分"},
-            {3600000, "1.0时"}, {5400000, "1.5时"}, {215999999, "60.0时"},
+            {INT_MIN, "-2147483648毫秒"}, {999, "999毫秒"},
+            {1000, "1.0秒"}, {59999, "60.0秒"}, // rounds up, keeps the unit
+            {60000, "1.0分"}, {90000, "1.5分"}, {3599999, "60.0分"}, {3600000, "1.0时"}, {215999999, "60.0时"},
             {216000000, "-"}, {INT_MAX, "-"},
         };
         for (const auto& u : units)
@@ -543,38 +472,26 @@ private slots:
     {
         QTest::addColumn<bool>("folder");
         QTest::addColumn<bool>("cancel");
-
-        QTest::newRow("file chosen") << false << false;
-        QTest::newRow("file cancelled") << false << true;
-        QTest::newRow("folder chosen") << true << false;
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("file chosen") << false << false << "Open database in /: Databases (*.db)";
+        QTest::newRow("file cancelled") << false << true << "Open database in /: Databases (*.db)";
+        QTest::newRow("folder chosen") << true << false << "Choose log folder in /: folders only";
     }
     void dialogs()
     {
         QFETCH(bool, folder);
         QFETCH(bool, cancel);
+        QFETCH(QString, expected);
 
         const QString pick = m_scratch.filePath(folder ? "picked-folder" : "pick.db");
         QVERIFY(folder ? QDir().mkpath(pick) : writeBytes(pick, "x"));
-        const QString title = folder ? "Choose log folder" : "Open database";
-        DialogProbe probe;
-        const QString chosen = runDialog(cancel ? QString() : pick, &probe, [&] {
-            return folder ? TessarkTool::PathDialog(nullptr, title)
-                          : TessarkTool::FileDialog(nullptr, title, "Databases (*.db)");
+        QString shown;
+        const QString chosen = runDialog(cancel ? QString() : pick, &shown, [folder] {
+            return folder ? TessarkTool::PathDialog(nullptr, "Choose log folder")
+                          : TessarkTool::FileDialog(nullptr, "Open database", "Databases (*.db)");
         });
-
-        QVERIFY2(probe.seen, "no dialog was shown");
-        QCOMPARE(probe.title, title);
-        QCOMPARE(probe.directory, QStringLiteral("/"));
+        QCOMPARE(shown, expected);
         QCOMPARE(chosen, cancel ? QString() : pick);
-        if (folder) {
-            // Qt reports ShowDirsOnly as a folder mode of its own; any file mode is wrong.
-            QVERIFY(probe.dirsOnly);
-            QVERIFY(probe.fileMode != QFileDialog::AnyFile && probe.fileMode != QFileDialog::ExistingFile
-                    && probe.fileMode != QFileDialog::ExistingFiles);
-        } else {
-            QCOMPARE(probe.nameFilters, QStringList{"Databases (*.db)"});
-            QCOMPARE(probe.fileMode, QFileDialog::ExistingFile);
-        }
     }
 };
 
