@@ -81,7 +81,10 @@ struct Workload
     std::vector<long long> ids;
     QStringList built;
 
-    QList<ObjectModel*> records() const;
+    // The first count of people as the list a program would already hold
+    // for a list call (untimed).
+    QList<ObjectModel*> records;
+    void listRecords();
 };
 
 // A way of doing the scenarios: the library or one of the references.

@@ -47,7 +47,7 @@ public:
             }
             return true;
         case Scenario::InsertList:
-            return m_query.InsertList(w.records(), false, false) || fail(QStringLiteral("InsertList returned false"));
+            return m_query.InsertList(w.records, false, false) || fail(QStringLiteral("InsertList returned false"));
         case Scenario::Update:
             for (int i = 0; i < w.count; ++i) {
                 if (!m_query.Update(w.people[size_t(i)].get()))
@@ -55,7 +55,7 @@ public:
             }
             return true;
         case Scenario::UpdateList:
-            return m_query.UpdateList(w.records(), false) || fail(QStringLiteral("UpdateList returned false"));
+            return m_query.UpdateList(w.records, false) || fail(QStringLiteral("UpdateList returned false"));
         case Scenario::Query:
             w.rowsRead = m_query.Query(w.readProto.get()).size();
             return true;

@@ -95,13 +95,12 @@ QSqlDatabase Target::addQtConnection(const QString& name) const
     return db;
 }
 
-QList<ObjectModel*> Workload::records() const
+void Workload::listRecords()
 {
-    QList<ObjectModel*> list;
-    list.reserve(count);
+    records.clear();
+    records.reserve(count);
     for (int i = 0; i < count; ++i)
-        list.append(people[size_t(i)].get());
-    return list;
+        records.append(people[size_t(i)].get());
 }
 
 QString bornText(const QDateTime& born)
@@ -466,6 +465,7 @@ private:
     {
         Workload& w = m_w;
         w.count = sizeOf(s);
+        w.listRecords();
         w.texts.clear();
         w.idTexts.clear();
         w.ids.clear();
