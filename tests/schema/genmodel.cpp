@@ -45,10 +45,8 @@ int generate(Query& query, const QString& table, const QString& work)
 int createSqlite(const QString& work, QSettings& settings)
 {
     const QString path = work + QStringLiteral("/roundtrip.db");
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    if (!QFile(path).open(QIODevice::WriteOnly))
         return fail(QStringLiteral("cannot create %1").arg(path));
-    file.close();
 
     // Every declared type maps to a Qt type (DECIMAL's long has no stream operator).
     const QString table = QStringLiteral("sample");
@@ -69,15 +67,11 @@ int createPostgresql(const QString& work, QSettings& settings)
 {
     ServerAddress address;
     QString why;
-    switch (lookupServer(Server::PostgreSQL, &address, &why)) {
-    case Lookup::Found:
-        break;
-    case Lookup::Skip:
+    const Lookup found = lookupServer(Server::PostgreSQL, &address, &why);
+    if (found == Lookup::Skip)
         QTextStream(stdout) << "ROUNDTRIP SKIPPED: " << why << '\n';
-        return skipped;
-    case Lookup::Fail:
-        return fail(why);
-    }
+    if (found != Lookup::Found)
+        return found == Lookup::Skip ? skipped : fail(why);
 
     // Only commented columns are reported by the catalogue query: comment them all.
     const QString table = uniqueName(QStringLiteral("gen_roundtrip"));
@@ -95,13 +89,10 @@ int createPostgresql(const QString& work, QSettings& settings)
                 return fail(raw.lastError());
         }
     }
-    settings.setValue("type", 0);
-    settings.setValue("host", address.host);
-    settings.setValue("port", address.port);
-    settings.setValue("user", address.user);
-    settings.setValue("password", address.password);
-    settings.setValue("database", address.dbname);
-    settings.setValue("table", table);
+    const QVariantMap values{{"type", 0}, {"host", address.host}, {"port", address.port}, {"user", address.user},
+                             {"password", address.password}, {"database", address.dbname}, {"table", table}};
+    for (auto it = values.begin(); it != values.end(); ++it)
+        settings.setValue(it.key(), it.value());
     settings.sync();
 
     PostgreSQLQuery query;
