@@ -2,11 +2,13 @@
 // file helpers, the SQLite mutex registry, date/time helpers and the file picker.
 #include <QApplication>
 #include <QFileDialog>
+#include <QSemaphore>
 #include <QThread>
 #include <QTimer>
 #include <QtTest>
 
 #include <memory>
+#include <vector>
 
 #include "tessarktest.h"
 #include "tool/tessarkclock_p.h"
@@ -224,6 +226,38 @@ private slots:
         QVERIFY(m->tryLock());
         QVERIFY(!m->tryLock());
         m->unlock();
+    }
+
+    // The registry is guarded: threads racing to create the same paths' mutexes
+    // all get one mutex per path, and no entry is lost.
+    void sqliteMutexConcurrentGetOrCreate()
+    {
+        constexpr int threadCount = 6;
+        constexpr int paths = 1500;
+        const QString prefix = TessarkTest::uniqueName("race");
+        const int before = TessarkTool::SQLiteLock.size();
+        std::vector<std::vector<QMutex*>> seen(threadCount, std::vector<QMutex*>(paths, nullptr));
+        std::vector<std::unique_ptr<QThread>> threads;
+        QSemaphore go;
+        for (int t = 0; t < threadCount; ++t) {
+            threads.emplace_back(QThread::create([t, prefix, &seen, &go] {
+                go.acquire();
+                for (int k = 0; k < paths; ++k) { // alternate directions so threads collide
+                    const int i = t % 2 ? paths - 1 - k : k;
+                    seen[t][i] = TessarkTool::SQLiteMutex(prefix + QString::number(i));
+                }
+            }));
+            threads.back()->start();
+        }
+        go.release(threadCount);
+        for (auto& thread : threads)
+            QVERIFY(thread->wait(60000));
+        for (int i = 0; i < paths; ++i) {
+            QVERIFY(seen[0][i]);
+            for (int t = 1; t < threadCount; ++t)
+                QCOMPARE(seen[t][i], seen[0][i]);
+        }
+        QCOMPARE(TessarkTool::SQLiteLock.size(), before + paths);
     }
 
     void helpers_data()
