@@ -1,8 +1,8 @@
 #ifndef TESSARK_TESTS_RELIABILITY_RELIABILITY_H
 #define TESSARK_TESTS_RELIABILITY_RELIABILITY_H
 
-// Shared by the reliability and load suites: their records, their table, and
-// the calls whose form differs between the persistence classes and the facade.
+// The records and table of the reliability and load suites, and the calls
+// whose form differs between the persistence classes and the facade.
 
 #include <QtTest>
 
@@ -15,13 +15,12 @@
 
 namespace TessarkTest {
 
-// A row with a generated id and two free text columns.
 class Item : public ObjectModel
 {
     Q_OBJECT
-    Q_PROPERTY(int id READ getid WRITE setid)
-    Q_PROPERTY(QString code READ getcode WRITE setcode)
-    Q_PROPERTY(QString label READ getlabel WRITE setlabel)
+    Q_PROPERTY(int id MEMBER id)
+    Q_PROPERTY(QString code MEMBER code)
+    Q_PROPERTY(QString label MEMBER label)
 
 public:
     explicit Item(const QString& table, const QString& key = QStringLiteral("id"))
@@ -31,16 +30,7 @@ public:
     }
 
     int id = 0;
-    QString code;
-    QString label;
-
-    int getid() const { return id; }
-    void setid(int value) { id = value; }
-    QString getcode() const { return code; }
-    void setcode(const QString& value) { code = value; }
-    QString getlabel() const { return label; }
-    void setlabel(const QString& value) { label = value; }
-
+    QString code, label;
     void setKeyName(const QString& key) { Key = key; }
 };
 
@@ -48,7 +38,7 @@ public:
 class Stranger : public ObjectModel
 {
     Q_OBJECT
-    Q_PROPERTY(QString nothing READ getnothing WRITE setnothing)
+    Q_PROPERTY(QString nothing MEMBER nothing)
 
 public:
     explicit Stranger(const QString& table)
@@ -58,30 +48,20 @@ public:
     }
 
     QString nothing = QStringLiteral("n1");
-    QString getnothing() const { return nothing; }
-    void setnothing(const QString& value) { nothing = value; }
 };
 
-// The Item table. The MySQL collation neither pads nor folds case, so a WHERE
-// on a value matches exactly that value, as on the other two.
+// MySQL's collation here neither pads nor folds case, so a WHERE matches exactly, as on the others.
 inline QString itemTable(const Backend& b, const QString& name)
 {
-    switch (b.kind) {
-    case Kind::SQLite:
-        return QStringLiteral("create table %1 (id INTEGER PRIMARY KEY AUTOINCREMENT, code TEXT, label TEXT)")
-            .arg(name);
-    case Kind::PostgreSQL:
+    if (b.kind == Kind::SQLite)
+        return QStringLiteral("create table %1 (id INTEGER PRIMARY KEY AUTOINCREMENT, code TEXT, label TEXT)").arg(name);
+    if (b.kind == Kind::PostgreSQL)
         return QStringLiteral("create table %1 (id serial primary key, code text, label text)").arg(name);
-    case Kind::MySQL:
-        return QStringLiteral("create table %1 (id int auto_increment primary key, "
-                              "code longtext collate utf8mb4_nopad_bin, label longtext collate utf8mb4_nopad_bin) "
-                              "character set utf8mb4")
-            .arg(name);
-    }
-    return QString();
+    return QStringLiteral("create table %1 (id int auto_increment primary key, code longtext collate "
+                          "utf8mb4_nopad_bin, label longtext collate utf8mb4_nopad_bin) character set utf8mb4")
+        .arg(name);
 }
 
-// Drops a table on every exit path.
 struct DropTable
 {
     const Backend& b;
@@ -109,20 +89,18 @@ void withQuery(const Backend& b, const QString& tag, F&& body)
 }
 
 template <class Q>
-constexpr bool isHandle = std::is_same_v<std::decay_t<Q>, ExtendHandle>;
-template <class Q>
 constexpr bool isPostgres = std::is_same_v<std::decay_t<Q>, PostgreSQLQuery>;
 
 template <class Q>
 bool insertRecord(Q& q, ObjectModel* obj, bool generatedKey)
 {
-    if constexpr (isHandle<Q>)
+    if constexpr (std::is_same_v<std::decay_t<Q>, ExtendHandle>)
         return q.Insert(obj, generatedKey);
     else
         return q.Insert(obj, generatedKey, QStringList());
 }
 
-// Any form of Delete: PostgreSQL's take a trailing flag the others lack.
+// PostgreSQL's Delete takes a trailing flag the others lack.
 template <class Q, class... Args>
 bool deleteBy(Q& q, Args&&... args)
 {
