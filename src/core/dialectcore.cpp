@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <type_traits>
 
 #include "Model/objectmodel.h"
 #include "core/connectioncore.h"
@@ -166,42 +167,19 @@ void DialectCore::appendRendered(QString& sql, const QVariant& value) const
 // the common types are read into a value of their own, not a variant.
 void DialectCore::appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const
 {
-    QVariant variant;
-    switch (c.directType) {
-    case QMetaType::Int: {
-        int value = 0;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return appendInteger(sql, value);
-        break;
-    }
-    case QMetaType::LongLong: {
-        qlonglong value = 0;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return appendInteger(sql, value);
-        break;
-    }
-    case QMetaType::Double: {
-        double value = 0;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return appendDouble(sql, value);
-        break;
-    }
-    case QMetaType::QString: {
-        QString value;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return appendQuoted(sql, value);
-        break;
-    }
-    case QMetaType::QDateTime: {
-        QDateTime value;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return appendDateTime(sql, value);
-        break;
-    }
-    default:
-        variant = c.property.read(obj);
-    }
-    appendRendered(sql, variant);
+    PropertyPlan::read(obj, c, [&](const auto& value) {
+        using T = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<T, int> || std::is_same_v<T, qlonglong>)
+            appendInteger(sql, value);
+        else if constexpr (std::is_same_v<T, double>)
+            appendDouble(sql, value);
+        else if constexpr (std::is_same_v<T, QString>)
+            appendQuoted(sql, value);
+        else if constexpr (std::is_same_v<T, QDateTime>)
+            appendDateTime(sql, value);
+        else
+            appendRendered(sql, value);
+    });
 }
 
 // Written straight into one string: batches build thousands of these.
@@ -288,30 +266,17 @@ void DialectCore::appendUpdateHead(QString& sql, const QString& tableName) const
 // types whose text is plain.
 QString DialectCore::columnText(const PropertyPlan::Column& c, QObject* obj)
 {
-    QVariant variant;
-    switch (c.directType) {
-    case QMetaType::Int: {
-        int value = 0;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return QString::number(value);
-        break;
-    }
-    case QMetaType::LongLong: {
-        qlonglong value = 0;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return QString::number(value);
-        break;
-    }
-    case QMetaType::QString: {
-        QString value;
-        if (PropertyPlan::readDirect(obj, c, value, variant))
-            return value;
-        break;
-    }
-    default:
-        variant = c.property.read(obj);
-    }
-    return variant.toString();
+    QString text;
+    PropertyPlan::read(obj, c, [&](const auto& value) {
+        using T = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<T, int> || std::is_same_v<T, qlonglong>)
+            text = QString::number(value);
+        else if constexpr (std::is_same_v<T, QString>)
+            text = value;
+        else
+            text = QVariant(value).toString();
+    });
+    return text;
 }
 
 // The SET list of a record UPDATE, trailing comma cut, and the key's text: the

@@ -1,6 +1,7 @@
 #ifndef TESSARK_CORE_PROPERTYPLAN_H
 #define TESSARK_CORE_PROPERTYPLAN_H
 
+#include <QDateTime>
 #include <QMetaProperty>
 #include <QString>
 #include <QStringList>
@@ -58,6 +59,39 @@ struct PropertyPlan
         if (argv[0] != &value) // the getter handed back a reference of its own
             value = *static_cast<const T*>(argv[0]);
         return true;
+    }
+
+    // Calls f with c's value read through readDirect in the property's own
+    // type, or with the QVariant QMetaProperty::read gives for any other type.
+    template <class F>
+    static void read(QObject* obj, const Column& c, F&& f)
+    {
+        QVariant variant;
+        switch (c.directType) {
+        case QMetaType::Int:
+            return readAs<int>(obj, c, variant, f);
+        case QMetaType::LongLong:
+            return readAs<qlonglong>(obj, c, variant, f);
+        case QMetaType::Double:
+            return readAs<double>(obj, c, variant, f);
+        case QMetaType::QString:
+            return readAs<QString>(obj, c, variant, f);
+        case QMetaType::QDateTime:
+            return readAs<QDateTime>(obj, c, variant, f);
+        default:
+            f(c.property.read(obj));
+        }
+    }
+
+private:
+    template <class T, class F>
+    static void readAs(QObject* obj, const Column& c, QVariant& variant, F& f)
+    {
+        T value{};
+        if (readDirect(obj, c, value, variant))
+            f(value);
+        else
+            f(variant);
     }
 };
 
