@@ -71,7 +71,8 @@ private slots:
         };
         for (const char* dialect : {"sqlite", "oracle", "postgresql", "mysql"}) {
             for (const auto& sample : samples)
-                QTest::addRow("%s %s", dialect, sample.first) << dialect << sample.second;
+                QTest::newRow(QByteArray(dialect).append(' ').append(sample.first).constData())
+                    << dialect << sample.second;
         }
     }
     void dateRule()

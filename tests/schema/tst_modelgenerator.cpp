@@ -181,7 +181,7 @@ private slots:
             {"postgresql", "varcharcharacter varying(40)", "QString"}, {"postgresql", "INT4", ""},
         };
         for (const auto& c : cases)
-            QTest::addRow("%s %s", c[0], c[1]) << c[0] << c[1] << c[2];
+            QTest::newRow(QByteArray(c[0]).append(' ').append(c[1]).constData()) << c[0] << c[1] << c[2];
     }
     void columnType()
     {
