@@ -1,11 +1,8 @@
 #include "cli.h"
 
 #include <QCoreApplication>
-#include <QDate>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QLocale>
 #include <QSqlDatabase>
 #include <QStandardPaths>
 #include <QUrl>
@@ -21,9 +18,6 @@
 namespace Cli {
 
 namespace {
-
-// How the library ends each log entry.
-const QString entrySeparator = QStringLiteral("\n--------------------\n\n");
 
 const QString urlForms = QStringLiteral("use sqlite:PATH, postgresql://USER@HOST:PORT/DB, "
                                         "mysql://USER@HOST:PORT/DB or oracle://USER@HOST:PORT/SERVICE");
@@ -81,11 +75,11 @@ struct ServerKind
 };
 
 const ServerKind serverKinds[] = {
-    {"postgresql", PostgreSQL, 5432, "DB"},
-    {"postgres", PostgreSQL, 5432, "DB"},
-    {"mysql", MySQL, 3306, "DB"},
-    {"mariadb", MySQL, 3306, "DB"},
-    {"oracle", Oracle, 1521, "SERVICE"},
+    {"postgresql", Kind::PostgreSQL, 5432, "DB"},
+    {"postgres", Kind::PostgreSQL, 5432, "DB"},
+    {"mysql", Kind::MySQL, 3306, "DB"},
+    {"mariadb", Kind::MySQL, 3306, "DB"},
+    {"oracle", Kind::Oracle, 1521, "SERVICE"},
 };
 
 } // namespace
@@ -216,45 +210,15 @@ QString defaultLogFolder()
     return defaultDataFolder() + QStringLiteral("/logs");
 }
 
-QString todayLogFile()
+QString ErrorWatch::driverText() const
 {
-    // The library names its files by the local date in the C locale.
-    return TessarkTool::GetLogPath() + QLatin1Char('/')
-           + QLocale::c().toString(QDate::currentDate(), QStringLiteral("yyyy-MM-dd")) + QStringLiteral(".log");
-}
-
-LogWatch::LogWatch() : m_file(todayLogFile()), m_size(QFileInfo(m_file).size()) {}
-
-QString LogWatch::lastMessage() const
-{
-    // Past midnight the library has started the next day's file.
-    const QString file = todayLogFile();
-    const qint64 from = file == m_file ? m_size : 0;
-    QFile log(file);
-    if (!log.open(QIODevice::ReadOnly) || !log.seek(from))
+    if (!failed())
         return QString();
-    const QString written = QString::fromUtf8(log.readAll());
-    const QStringList entries = written.split(entrySeparator, Qt::SkipEmptyParts);
-    for (auto it = entries.crbegin(); it != entries.crend(); ++it) {
-        // The first line is the entry's stamp.
-        const int stampEnd = it->indexOf(QLatin1Char('\n'));
-        const QString message = stampEnd < 0 ? QString() : it->mid(stampEnd + 1);
-        if (!message.trimmed().isEmpty())
-            return message;
-    }
-    return QString();
+    const Tessark::LastError error = m_source();
+    return (error.driverText.trimmed().isEmpty() ? error.message : error.driverText).simplified();
 }
 
-QString LogWatch::driverText() const
-{
-    const QString message = lastMessage();
-    // The library heads the driver's text with a line of its own.
-    const int headingEnd = message.indexOf(QLatin1Char('\n'));
-    const QString driver = headingEnd < 0 ? message : message.mid(headingEnd + 1);
-    return (driver.trimmed().isEmpty() ? message : driver).simplified();
-}
-
-void libraryFailure(const LogWatch& watch, const QString& what, const QString& hint)
+void libraryFailure(const ErrorWatch& watch, const QString& what, const QString& hint)
 {
     QString message = what;
     const QString driver = watch.driverText();
@@ -274,7 +238,7 @@ Connection parseConnection(const QString& text, const QString& tag)
         const QString path = text.mid(sqlitePrefix.size());
         if (path.isEmpty())
             usage(QStringLiteral("\"%1\" names no file; write sqlite:PATH, as in sqlite:shop.db").arg(text));
-        connection.info = ConnInfoModel(SQLite, path, tag);
+        connection.info = ConnInfoModel(DbType(Kind::SQLite), path, tag);
         connection.display = sqlitePrefix + path;
         return connection;
     }
@@ -315,7 +279,7 @@ Connection parseConnection(const QString& text, const QString& tag)
     shown.setPassword(QString());
     shown.setPort(port);
     connection.display = shown.toString();
-    connection.info = ConnInfoModel(kind->kind, url.host(), port, url.userName(QUrl::FullyDecoded),
+    connection.info = ConnInfoModel(DbType(kind->kind), url.host(), port, url.userName(QUrl::FullyDecoded),
                                     password(url, QStringLiteral("%1@%2").arg(url.userName(), url.host())),
                                     database, tag);
     return connection;
@@ -330,15 +294,15 @@ void requireDriver(const Connection& connection)
         const char* missing;
     };
     static const Driver drivers[] = {
-        {SQLite, "QSQLITE", "Qt's SQLite driver (QSQLITE) is not installed; install libqt5sql5-sqlite"},
-        {PostgreSQL, "QPSQL", "Qt's PostgreSQL driver (QPSQL) is not installed; install libqt5sql5-psql"},
-        {MySQL, "QMYSQL", "Qt's MySQL driver (QMYSQL) is not installed; install libqt5sql5-mysql"},
-        {Oracle, "QOCI",
+        {Kind::SQLite, "QSQLITE", "Qt's SQLite driver (QSQLITE) is not installed; install libqt5sql5-sqlite"},
+        {Kind::PostgreSQL, "QPSQL", "Qt's PostgreSQL driver (QPSQL) is not installed; install libqt5sql5-psql"},
+        {Kind::MySQL, "QMYSQL", "Qt's MySQL driver (QMYSQL) is not installed; install libqt5sql5-mysql"},
+        {Kind::Oracle, "QOCI",
          "Qt's Oracle driver (QOCI) is not installed, and Debian does not package it; "
          "build Qt's QOCI plugin against Oracle's client libraries to use oracle:// URLs"},
     };
     for (const Driver& driver : drivers) {
-        if (driver.kind == connection.info.Type && !QSqlDatabase::isDriverAvailable(QLatin1String(driver.key)))
+        if (DbType(driver.kind) == connection.info.Type && !QSqlDatabase::isDriverAvailable(QLatin1String(driver.key)))
             fail(QStringLiteral("cannot open %1: %2").arg(connection.display, QLatin1String(driver.missing)));
     }
 }
@@ -346,7 +310,7 @@ void requireDriver(const Connection& connection)
 void checkReachable(const Connection& connection)
 {
     requireDriver(connection);
-    if (connection.info.Type != SQLite)
+    if (connection.info.Type != DbType(Kind::SQLite))
         return;
     // The library never creates a database file on connecting; say so before it logs.
     const QFileInfo file(connection.info.DatabaseName);
@@ -359,19 +323,19 @@ void checkReachable(const Connection& connection)
         usage(QStringLiteral("%1 is not a file; a sqlite: URL names the database file").arg(file.absoluteFilePath()));
 }
 
-void connectFailure(const LogWatch& watch, const Connection& connection)
+void connectFailure(const ErrorWatch& watch, const Connection& connection)
 {
     libraryFailure(watch, QStringLiteral("cannot connect to %1").arg(connection.display),
-                   connection.info.Type == SQLite
+                   connection.info.Type == DbType(Kind::SQLite)
                            ? QString()
                            : QStringLiteral("check that the server runs and that host, port, user and "
                                             "TESSARK_PASSWORD are right"));
 }
 
-QString pickTable(const QStringList& tables, const LogWatch& watch, const Connection& connection,
+QString pickTable(const QStringList& tables, const ErrorWatch& watch, const Connection& connection,
                   const QString& table)
 {
-    if (tables.isEmpty() && !watch.lastMessage().isEmpty())
+    if (tables.isEmpty() && watch.failed())
         libraryFailure(watch, QStringLiteral("cannot list the tables of %1").arg(connection.display));
     if (tables.contains(table))
         return table;
@@ -380,6 +344,22 @@ QString pickTable(const QStringList& tables, const LogWatch& watch, const Connec
             return name;
     }
     fail(QStringLiteral("no table \"%1\" in %2; `tessark tables %2` lists them").arg(table, connection.display));
+}
+
+std::unique_ptr<Tessark::Backend> connect(const Connection& connection)
+{
+    checkReachable(connection);
+    auto backend = Tessark::makeBackend(connection.info);
+    const ErrorWatch watch(*backend);
+    if (!backend->persistence().InitConnect())
+        connectFailure(watch, connection);
+    return backend;
+}
+
+QString requireTable(Tessark::Backend& backend, const Connection& connection, const QString& table)
+{
+    const ErrorWatch watch(backend);
+    return pickTable(backend.catalogue().tableNames(), watch, connection, table);
 }
 
 } // namespace Cli

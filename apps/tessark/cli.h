@@ -2,7 +2,7 @@
 #define TESSARK_APPS_CLI_H
 
 // What every tessark command shares: exit codes, output streams, the log
-// folder and reading back what the library just logged, connection URLs.
+// folder, what the library reported failing, connection URLs.
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
@@ -10,9 +10,12 @@
 #include <QStringList>
 #include <QTextStream>
 
-#include <type_traits>
+#include <functional>
+#include <memory>
 
-#include "handle/extendhandle.h"
+#include "Model/conninfomodel.h"
+#include "core/backend.h"
+#include "core/lasterror.h"
 
 namespace Cli {
 
@@ -34,8 +37,7 @@ QTextStream& out();
 QTextStream& err();
 void warn(const QString& message);
 
-// The database kinds as the library numbers them.
-enum Kind : short { PostgreSQL = 0, Oracle = 1, SQLite = 2, MySQL = 3 };
+using Tessark::Kind;
 
 // One command's parser: a help text that names the command, --help, and
 // positional argument counts checked with a message that says what is missing.
@@ -75,27 +77,28 @@ private:
 QString defaultDataFolder();
 QString defaultLogFolder();
 
-// The file today's log entries go to.
-QString todayLogFile();
-
-// Remembers where today's log ended; afterwards tells what the library wrote since.
-class LogWatch
+// Remembers how many failures an object (a backend, a handle, a query
+// object) had reported; afterwards tells what it reported since.
+class ErrorWatch
 {
 public:
-    LogWatch();
-    // The message of the last entry written since construction; empty when none.
-    QString lastMessage() const;
-    // The driver's text of that entry (the message without the library's
-    // heading line), on one line; empty when nothing was logged.
+    template <class Db>
+    explicit ErrorWatch(const Db& db) : m_source([&db] { return db.lastError(); }), m_serial(db.lastError().serial)
+    {
+    }
+    // Something failed since construction.
+    bool failed() const { return m_source().serial != m_serial; }
+    // The driver's text of the last failure since construction, on one line;
+    // empty when nothing failed.
     QString driverText() const;
 
 private:
-    QString m_file;
-    qint64 m_size = 0;
+    std::function<Tessark::LastError()> m_source;
+    quint64 m_serial;
 };
 
 // Throws a failure "what: <driver text>; hint" from what the library logged.
-[[noreturn]] void libraryFailure(const LogWatch& watch, const QString& what, const QString& hint = QString());
+[[noreturn]] void libraryFailure(const ErrorWatch& watch, const QString& what, const QString& hint = QString());
 
 // A CONNECTION argument understood.
 struct Connection
@@ -115,46 +118,17 @@ void requireDriver(const Connection& connection);
 // SQLite file exists); fails with what to fix.
 void checkReachable(const Connection& connection);
 // Ends the command after InitConnect failed, with the driver's message.
-[[noreturn]] void connectFailure(const LogWatch& watch, const Connection& connection);
+[[noreturn]] void connectFailure(const ErrorWatch& watch, const Connection& connection);
 // The table's name as the database spells it (exact match first, then
 // ignoring case); fails when there is no such table.
-QString pickTable(const QStringList& tables, const LogWatch& watch, const Connection& connection,
+QString pickTable(const QStringList& tables, const ErrorWatch& watch, const Connection& connection,
                   const QString& table);
 
-inline void initInfo(ExtendHandle& handle, const Connection& connection)
-{
-    handle.InitInfo(connection.info);
-}
+// A backend for the connection, connected; fails with the driver's message.
+std::unique_ptr<Tessark::Backend> connect(const Connection& connection);
 
-template <class Query>
-void initInfo(Query& query, const Connection& connection)
-{
-    const ConnInfoModel& info = connection.info;
-    if constexpr (std::is_same_v<Query, SQLiteQuery>)
-        query.InitInfo(info.DatabaseName, info.ConnectTag);
-    else
-        query.InitInfo(info.Host, info.Port, info.UserName, info.Password, info.DatabaseName, info.ConnectTag);
-}
-
-// Sets up the handle (or a backend's query object) and connects; fails with
-// the driver's message.
-template <class Db>
-void connect(Db& db, const Connection& connection)
-{
-    checkReachable(connection);
-    initInfo(db, connection);
-    const LogWatch watch;
-    if (!db.InitConnect())
-        connectFailure(watch, connection);
-}
-
-// The table's real name, from the handle's (or query object's) table list.
-template <class Db>
-QString requireTable(Db& db, const Connection& connection, const QString& table)
-{
-    const LogWatch watch;
-    return pickTable(db.GetTableNames(), watch, connection, table);
-}
+// The table's real name, from the backend's table list.
+QString requireTable(Tessark::Backend& backend, const Connection& connection, const QString& table);
 } // namespace Cli
 
 #endif // TESSARK_APPS_CLI_H

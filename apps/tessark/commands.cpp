@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 
 #include "cli.h"
+#include "core/rules.h"
+#include "sqlite/sqlitequery.h"
 #include "resultformat.h"
 #include "schema/modelgenerator.h"
 #include "schema/sqlitecreator.h"
@@ -49,53 +51,31 @@ struct GeneratedColumn
     QString qtType;
 };
 
-QList<GeneratedColumn> sqliteColumns(SQLiteQuery& query, const Connection& connection, const QString& table)
+// The generator's own column rows, read here to say which columns it cannot type.
+QList<GeneratedColumn> generatedColumns(Tessark::Backend& backend, const Connection& connection, const QString& table)
 {
-    // The generator's own column query, read here to say which columns it cannot type.
-    QString quoted = table;
-    quoted.replace(QLatin1Char('\''), QLatin1String("''"));
-    const LogWatch watch;
-    const RowList rows = query.Query(QStringLiteral("PRAGMA table_info('%1')").arg(quoted));
+    const Tessark::ModelTraits& traits = *backend.rules().generator;
+    const ErrorWatch watch(backend);
+    const RowList rows = Tessark::generatorColumns(backend, table);
     if (rows.isEmpty()) {
-        if (!watch.lastMessage().isEmpty())
+        if (watch.failed())
             libraryFailure(watch, QStringLiteral("cannot read the columns of %1 in %2").arg(table, connection.display));
-        fail(QStringLiteral("table %1 in %2 has no columns").arg(table, connection.display));
+        if (!traits.commentProperty)
+            fail(QStringLiteral("table %1 in %2 has no columns").arg(table, connection.display));
+        const QStringList all = backend.catalogue().columns(table);
+        fail(QStringLiteral("table %1 has no commented column, and the PostgreSQL generator writes only columns "
+                            "with a comment; add them, e.g. comment on column %1.%2 is 'what it holds'")
+                     .arg(table, all.value(0, QStringLiteral("COLUMN"))));
     }
-    QList<QPair<int, GeneratedColumn>> numbered;
+    QList<GeneratedColumn> columns;
     for (const Row& row : rows) {
         GeneratedColumn column;
-        column.name = row.value(QStringLiteral("name")).toString();
+        column.name = row.value(QLatin1String(traits.nameProperty)).toString();
         column.declaredType = row.value(QStringLiteral("type")).toString();
-        column.qtType = Tessark::columnType(Tessark::sqliteModelTraits, column.declaredType);
-        numbered.append({row.value(QStringLiteral("cid")).toInt(), column});
+        column.qtType = Tessark::columnType(traits, column.declaredType);
+        columns.append(column);
     }
-    std::sort(numbered.begin(), numbered.end(),
-              [](const QPair<int, GeneratedColumn>& a, const QPair<int, GeneratedColumn>& b) {
-                  return a.first < b.first;
-              });
-    QList<GeneratedColumn> columns;
-    for (const auto& entry : qAsConst(numbered))
-        columns.append(entry.second);
     return columns;
-}
-
-QList<GeneratedColumn> postgresqlColumns(PostgreSQLQuery& query, const Connection& connection, const QString& table)
-{
-    const LogWatch watch;
-    const QList<ColumnInfoPostgreSQLModel*> records = query.GetColumnInfo(table);
-    QList<GeneratedColumn> columns;
-    for (const ColumnInfoPostgreSQLModel* record : records)
-        columns.append({record->attname, record->type,
-                        Tessark::columnType(Tessark::postgresqlModelTraits, record->type)});
-    qDeleteAll(records);
-    if (!columns.isEmpty())
-        return columns;
-    if (!watch.lastMessage().isEmpty())
-        libraryFailure(watch, QStringLiteral("cannot read the columns of %1 in %2").arg(table, connection.display));
-    const QStringList all = query.GetColumnNames(table);
-    fail(QStringLiteral("table %1 has no commented column, and the PostgreSQL generator writes only columns "
-                        "with a comment; add them, e.g. comment on column %1.%2 is 'what it holds'")
-                 .arg(table, all.value(0, QStringLiteral("COLUMN"))));
 }
 
 // Warns about what the class will lack; fails on a --key that is not a generated column.
@@ -135,15 +115,6 @@ void checkColumns(const QList<GeneratedColumn>& columns, const QStringList& allC
     }
 }
 
-template <class Query>
-void generate(Query& query, const QString& table, const QString& key, const QString& folder,
-              const QString& className, bool withStream)
-{
-    const LogWatch watch;
-    if (!query.CreateModel(table, key, folder, className, withStream))
-        libraryFailure(watch, QStringLiteral("generating %1 from table %2 failed").arg(className, table));
-}
-
 } // namespace
 
 QString connectionHelp()
@@ -161,11 +132,10 @@ int runTables(const QStringList& args)
     parser.parse(args, 1, 1);
     const Connection connection = connectionFrom(parser);
 
-    ExtendHandle handle;
-    connect(handle, connection);
-    const LogWatch watch;
-    const QStringList tables = handle.GetTableNames();
-    if (tables.isEmpty() && !watch.lastMessage().isEmpty())
+    const auto backend = connect(connection);
+    const ErrorWatch watch(*backend);
+    const QStringList tables = backend->catalogue().tableNames();
+    if (tables.isEmpty() && watch.failed())
         libraryFailure(watch, QStringLiteral("cannot list the tables of %1").arg(connection.display));
     for (const QString& table : tables)
         out() << table << '\n';
@@ -184,13 +154,12 @@ int runColumns(const QStringList& args)
     parser.parse(args, 2, 2);
     const Connection connection = connectionFrom(parser);
 
-    ExtendHandle handle;
-    connect(handle, connection);
-    const QString table = requireTable(handle, connection, parser.positional().at(1));
-    const LogWatch watch;
-    const QStringList columns = handle.GetColumnNames(table);
+    const auto backend = connect(connection);
+    const QString table = requireTable(*backend, connection, parser.positional().at(1));
+    const ErrorWatch watch(*backend);
+    const QStringList columns = backend->catalogue().columns(table);
     if (columns.isEmpty()) {
-        if (!watch.lastMessage().isEmpty())
+        if (watch.failed())
             libraryFailure(watch, QStringLiteral("cannot read the columns of %1 in %2").arg(table, connection.display));
         fail(QStringLiteral("table %1 in %2 has no columns").arg(table, connection.display));
     }
@@ -223,25 +192,17 @@ int runQuery(const QStringList& args)
     const QString sql = nonEmptySql(parser, 1);
     const Connection connection = connectionFrom(parser);
 
-    ExtendHandle handle;
-    connect(handle, connection);
-    const LogWatch watch;
-    const RowList rows = handle.Query(sql);
-    if (!watch.lastMessage().isEmpty())
+    const auto backend = connect(connection);
+    const ErrorWatch watch(*backend);
+    QStringList columns;
+    const RowList rows = backend->persistence().Query(sql, &columns);
+    if (watch.failed())
         libraryFailure(watch, QStringLiteral("query failed on %1").arg(connection.display));
 
     if (format == QLatin1String("json")) {
         writeJson(out(), rows);
         return Success;
     }
-    const QStringList columns = columnOrder(rows, sql, [&]() {
-        QStringList known;
-        for (const QString& table : handle.GetTableNames()) {
-            if (mentions(sql, table))
-                known += handle.GetColumnNames(table);
-        }
-        return known;
-    });
     if (format == QLatin1String("csv"))
         writeCsv(out(), columns, rows);
     else
@@ -262,10 +223,9 @@ int runExec(const QStringList& args)
     const QString sql = nonEmptySql(parser, 1);
     const Connection connection = connectionFrom(parser);
 
-    ExtendHandle handle;
-    connect(handle, connection);
-    const LogWatch watch;
-    if (!handle.ExecuteSQL(sql))
+    const auto backend = connect(connection);
+    const ErrorWatch watch(*backend);
+    if (!backend->persistence().ExecuteSQL(sql))
         libraryFailure(watch, QStringLiteral("statement failed on %1").arg(connection.display));
     out() << "OK\n";
     return Success;
@@ -294,12 +254,12 @@ int runCreateDb(const QStringList& args)
         usage(QStringLiteral("create-db: %1 exists; pass --force to replace it").arg(model.DatabasePath));
 
     Connection connection;
-    connection.info = ConnInfoModel(SQLite, model.DatabasePath, QStringLiteral("tessark-create"));
+    connection.info = ConnInfoModel(DbType(Kind::SQLite), model.DatabasePath, QStringLiteral("tessark-create"));
     connection.display = QStringLiteral("sqlite:") + model.DatabasePath;
     requireDriver(connection);
 
     SQLiteQuery query;
-    const LogWatch creating;
+    const ErrorWatch creating(query);
     const bool created = query.CreateDatabase(model);
     if (!QFileInfo(model.DatabasePath).isFile()) {
         libraryFailure(creating, QStringLiteral("create-db: could not create %1").arg(model.DatabasePath),
@@ -307,23 +267,23 @@ int runCreateDb(const QStringList& args)
     }
 
     // The library reports only its last statement: check every table and index.
-    ExtendHandle handle;
-    connect(handle, connection);
-    const QStringList tables = handle.GetTableNames();
+    const auto backend = connect(connection);
+    Tessark::Persistence& db = backend->persistence();
+    const QStringList tables = backend->catalogue().tableNames();
     QStringList indexes;
-    for (const Row& row : handle.Query(QStringLiteral("select name from sqlite_master where type = 'index'")))
+    for (const Row& row : db.Query(QStringLiteral("select name from sqlite_master where type = 'index'")))
         indexes.append(row.value(QStringLiteral("name")).toString());
     for (const TableInfoModel& table : model.Tables) {
         if (!tables.contains(table.TableName, Qt::CaseInsensitive)) {
             // EXPLAIN compiles the statement without running it: SQLite says what is wrong.
-            const LogWatch watch;
-            handle.Query(QStringLiteral("explain ") + Tessark::createTableSql(table));
+            const ErrorWatch watch(*backend);
+            db.Query(QStringLiteral("explain ") + Tessark::createTableSql(table));
             libraryFailure(watch, QStringLiteral("create-db: table %1 was not created").arg(table.TableName),
                            QStringLiteral("rename what SQLite objects to (an SQL keyword needs another name)"));
         }
         if (!table.IndexName.isEmpty() && !indexes.contains(table.IndexName, Qt::CaseInsensitive)) {
-            const LogWatch watch;
-            handle.Query(QStringLiteral("explain ") + Tessark::createIndexSql(table));
+            const ErrorWatch watch(*backend);
+            db.Query(QStringLiteral("explain ") + Tessark::createIndexSql(table));
             libraryFailure(watch, QStringLiteral("create-db: index %1 on %2 was not created")
                                           .arg(table.IndexName, table.TableName));
         }
@@ -375,7 +335,7 @@ int runGenModel(const QStringList& args)
         usage(QStringLiteral("gen-model: --out DIR is missing"));
     const QString key = parser.value(QStringLiteral("key"));
     const Connection connection = connectionFrom(parser);
-    if (connection.info.Type != SQLite && connection.info.Type != PostgreSQL) {
+    if (!Tessark::rulesFor(connection.info.Type)->generator) {
         usage(QStringLiteral("gen-model: record classes are generated from SQLite and PostgreSQL tables, "
                              "not from %1")
                       .arg(connection.display));
@@ -385,24 +345,15 @@ int runGenModel(const QStringList& args)
     const QString source = QDir(outDir).filePath(className.toLower() + QStringLiteral(".cpp"));
     const bool withStream = parser.isSet(QStringLiteral("stream"));
 
-    auto run = [&](auto& query, auto columnsOf) {
-        connect(query, connection);
-        const QString table = requireTable(query, connection, parser.positional().at(1));
-        const QList<GeneratedColumn> columns = columnsOf(query, connection, table);
-        checkColumns(columns, query.GetColumnNames(table), table, key, header);
-        if (!QDir().mkpath(outDir))
-            usage(QStringLiteral("gen-model: cannot create the folder %1").arg(outDir));
-        generate(query, table, key, outDir, className, withStream);
-        return table;
-    };
-    QString table;
-    if (connection.info.Type == SQLite) {
-        SQLiteQuery query;
-        table = run(query, sqliteColumns);
-    } else {
-        PostgreSQLQuery query;
-        table = run(query, postgresqlColumns);
-    }
+    const auto backend = connect(connection);
+    const QString table = requireTable(*backend, connection, parser.positional().at(1));
+    checkColumns(generatedColumns(*backend, connection, table), backend->catalogue().columns(table), table, key,
+                 header);
+    if (!QDir().mkpath(outDir))
+        usage(QStringLiteral("gen-model: cannot create the folder %1").arg(outDir));
+    const ErrorWatch watch(*backend);
+    if (!Tessark::createModel(*backend, outDir, {table, key, className, withStream}))
+        libraryFailure(watch, QStringLiteral("generating %1 from table %2 failed").arg(className, table));
 
     const QStringList written = withStream ? QStringList{header, source} : QStringList{header};
     for (const QString& file : written) {

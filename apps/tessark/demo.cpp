@@ -11,6 +11,8 @@
 #include "cli.h"
 #include "commands.h"
 #include "demobook.h"
+#include "handle/extendhandle.h"
+#include "sqlite/sqlitequery.h"
 
 namespace Cli {
 
@@ -74,7 +76,7 @@ public:
     }
 
     // Ends the demo at a step that went wrong.
-    [[noreturn]] void failed(const LogWatch& watch, const QString& what) const
+    [[noreturn]] void failed(const ErrorWatch& watch, const QString& what) const
     {
         libraryFailure(watch, QStringLiteral("demo step %1 failed: %2").arg(m_number + 1).arg(what));
     }
@@ -103,15 +105,181 @@ void checkReplaceable(const QString& path)
         return;
     SQLiteQuery probe;
     probe.InitInfo(path, QStringLiteral("tessark-demo-check"));
-    const LogWatch watch;
+    const ErrorWatch watch(probe);
     QStringList tables = probe.GetTableNames();
     tables.removeAll(QStringLiteral("sqlite_sequence"));
-    if (!watch.lastMessage().isEmpty() || tables != QStringList{demoTable}) {
+    if (watch.failed() || tables != QStringList{demoTable}) {
         usage(QStringLiteral("demo: %1 exists and is not a demo database; the demo replaces its file, so pass "
                              "another --db FILE")
                       .arg(path));
     }
 }
+
+// The demo's steps, one method each, sharing one handle and the records it stored.
+class Demo
+{
+public:
+    Demo(const QString& dbPath, const QString& genFolder) : m_dbPath(dbPath), m_genFolder(genFolder) {}
+
+    void run(const QString& logFolder)
+    {
+        out() << "Tessark demo: one SQLite file, driven through ExtendHandle\n\n";
+        m_steps.print(QStringLiteral("log folder"),
+                      {QDir::toNativeSeparators(logFolder),
+                       QStringLiteral("the library's error channel: one file a day, yyyy-MM-dd.log")});
+        createDatabase();
+        connectHandle();
+        insert();
+        update();
+        pageCountDelete();
+        logFailure();
+        generate();
+    }
+
+private:
+    void createDatabase()
+    {
+        const CreateDatabaseModel model = demoDatabase(m_dbPath);
+        SQLiteQuery creator;
+        const ErrorWatch watch(creator);
+        if (!creator.CreateDatabase(model))
+            m_steps.failed(watch, QStringLiteral("SQLiteQuery::CreateDatabase(%1)").arg(m_dbPath));
+        m_steps.print(QStringLiteral("create database"),
+                      {QDir::toNativeSeparators(m_dbPath) + QStringLiteral(" (SQLiteQuery::CreateDatabase)"),
+                       describe(model.Tables.first())});
+    }
+
+    // One handle for everything that follows.
+    void connectHandle()
+    {
+        m_handle.InitInfo(ConnInfoModel(DbType(Kind::SQLite), m_dbPath, QStringLiteral("demo")));
+        const ErrorWatch watch(m_handle);
+        if (!m_handle.InitConnect())
+            m_steps.failed(watch, QStringLiteral("InitConnect()"));
+        m_steps.print(QStringLiteral("connect"),
+                      {QStringLiteral("ExtendHandle, kind %1 (SQLite), tag \"demo\": InitConnect() -> true")
+                               .arg(m_handle.GetType())});
+    }
+
+    // Records in, keys back.
+    void insert()
+    {
+        const struct { const char* title; const char* author; double price; } rows[] = {
+            {"Dune", "Frank Herbert", 9.5}, {"Emma", "Jane Austen", 7.25}, {"Ulysses", "James Joyce", 12.0}};
+        QStringList inserted;
+        for (const auto& row : rows) {
+            auto book = std::make_unique<DemoBook>();
+            book->title = QLatin1String(row.title);
+            book->author = QLatin1String(row.author);
+            book->price = row.price;
+            book->added = QDateTime::currentDateTime();
+            const ErrorWatch watch(m_handle);
+            if (!m_handle.Insert(book.get(), true) || book->id <= 0)
+                m_steps.failed(watch, QStringLiteral("Insert(\"%1\", generated key)").arg(book->title));
+            inserted.append(QStringLiteral("id %1 \"%2\"").arg(book->id).arg(book->title));
+            m_books.push_back(std::move(book));
+        }
+        m_steps.print(QStringLiteral("insert"), {QStringLiteral("Insert(record, true) x %1, keys read back: %2")
+                                                         .arg(m_books.size())
+                                                         .arg(inserted.join(QStringLiteral(", ")))});
+    }
+
+    // Change one record and read the column back.
+    void update()
+    {
+        DemoBook& emma = *m_books.at(1);
+        const double oldPrice = emma.price;
+        emma.price = 6.5;
+        const ErrorWatch watch(m_handle);
+        if (!m_handle.Update(&emma))
+            m_steps.failed(watch, QStringLiteral("Update(id %1)").arg(emma.id));
+        const Row row = m_handle.QueryFirst(QStringLiteral("select price from book where id = %1").arg(emma.id));
+        if (row.value(QStringLiteral("price")).toDouble() != emma.price)
+            m_steps.failed(watch, QStringLiteral("reading back the price of id %1").arg(emma.id));
+        m_steps.print(QStringLiteral("update"),
+                      {QStringLiteral("Update(record): id %1 \"%2\" price %3 -> %4, read back %4")
+                               .arg(emma.id)
+                               .arg(emma.title)
+                               .arg(oldPrice)
+                               .arg(emma.price)});
+    }
+
+    // Pages of two; count, delete, count again.
+    void pageCountDelete()
+    {
+        DemoBook shape;
+        const ErrorWatch watch(m_handle);
+        const RowList first = m_handle.Query(0, 2, &shape);
+        const RowList second = m_handle.Query(2, 2, &shape);
+        if (first.size() != 2 || second.size() != 1)
+            m_steps.failed(watch, QStringLiteral("Query(offset, count): pages of %1 and %2 rows, expected 2 and 1")
+                                          .arg(first.size())
+                                          .arg(second.size()));
+        m_steps.print(QStringLiteral("page"),
+                      {QStringLiteral("Query(0, 2, record) -> ids %1; Query(2, 2, record) -> id %2")
+                               .arg(ids(first), ids(second))});
+
+        const QString countSql = QStringLiteral("select count(*) from book");
+        const int before = m_handle.QueryRow(countSql);
+        if (before != int(m_books.size()))
+            m_steps.failed(watch, QStringLiteral("QueryRow counted %1 rows, expected %2").arg(before).arg(m_books.size()));
+        m_steps.print(QStringLiteral("count"), {QStringLiteral("QueryRow(\"%1\") -> %2").arg(countSql).arg(before)});
+
+        const DemoBook& dune = *m_books.front();
+        if (!m_handle.Delete(QStringLiteral("id"), dune.id, &shape))
+            m_steps.failed(watch, QStringLiteral("Delete(id %1)").arg(dune.id));
+        const int after = m_handle.QueryRow(countSql);
+        if (after != before - 1)
+            m_steps.failed(watch, QStringLiteral("%1 rows left after the delete, expected %2").arg(after).arg(before - 1));
+        m_steps.print(QStringLiteral("delete"), {QStringLiteral("Delete(\"id\", %1, record) -> true; %2 rows left")
+                                                         .arg(dune.id)
+                                                         .arg(after)});
+    }
+
+    // A failure goes to the log, with the driver's own words.
+    void logFailure()
+    {
+        const ErrorWatch watch(m_handle);
+        const QString bad = QStringLiteral("insert into no_such_table values (1)");
+        if (m_handle.ExecuteSQL(bad) || watch.driverText().isEmpty())
+            m_steps.failed(watch, QStringLiteral("a failing statement was not reported"));
+        m_steps.print(QStringLiteral("log a failure"),
+                      {QStringLiteral("ExecuteSQL(\"%1\") -> false, on purpose").arg(bad),
+                       QStringLiteral("the log's new entry says: %1").arg(watch.driverText())});
+    }
+
+    // The record class for the table, as gen-model writes it.
+    void generate()
+    {
+        const QString header = QDir(m_genFolder).filePath(QStringLiteral("book.h"));
+        const QString source = QDir(m_genFolder).filePath(QStringLiteral("book.cpp"));
+        if (!QDir().mkpath(m_genFolder))
+            usage(QStringLiteral("demo: cannot create the folder %1; pass --out DIR").arg(m_genFolder));
+        SQLiteQuery generator;
+        generator.InitInfo(m_dbPath, QStringLiteral("demo-gen"));
+        const ErrorWatch watch(generator);
+        if (!generator.CreateModel(demoTable, QStringLiteral("id"), m_genFolder, QStringLiteral("Book"), true)
+            || !QFileInfo(header).isFile() || !QFileInfo(source).isFile())
+            m_steps.failed(watch, QStringLiteral("SQLiteQuery::CreateModel(book)"));
+        QStringList generated = {
+            QStringLiteral("SQLiteQuery::CreateModel(\"book\", \"id\", ..., \"Book\", true) wrote"),
+            QDir::toNativeSeparators(header), QDir::toNativeSeparators(source)};
+        QFile text(header);
+        if (text.open(QIODevice::ReadOnly)) {
+            for (const QString& line : QString::fromUtf8(text.readAll()).split(QLatin1Char('\n'))) {
+                if (line.contains(QLatin1String("Q_PROPERTY")))
+                    generated.append(QStringLiteral("  ") + line.trimmed());
+            }
+        }
+        m_steps.print(QStringLiteral("generate"), generated);
+    }
+
+    const QString m_dbPath;
+    const QString m_genFolder;
+    Steps m_steps;
+    ExtendHandle m_handle;
+    std::vector<std::unique_ptr<DemoBook>> m_books;
+};
 
 } // namespace
 
@@ -143,149 +311,16 @@ int runDemo(const QStringList& args)
                                       ? QFileInfo(parser.value(QStringLiteral("out"))).absoluteFilePath()
                                       : QFileInfo(dbPath).absoluteDir().filePath(QStringLiteral("generated"));
     Connection connection;
-    connection.info = ConnInfoModel(SQLite, dbPath, QStringLiteral("demo"));
+    connection.info = ConnInfoModel(DbType(Kind::SQLite), dbPath, QStringLiteral("demo"));
     connection.display = QStringLiteral("sqlite:") + dbPath;
     requireDriver(connection);
     checkReplaceable(dbPath);
 
-    out() << "Tessark demo: one SQLite file, driven through ExtendHandle\n\n";
-    Steps steps;
-    steps.print(QStringLiteral("log folder"),
-                {QDir::toNativeSeparators(logFolder),
-                 QStringLiteral("the library's error channel: failures are written to %1")
-                         .arg(QFileInfo(todayLogFile()).fileName())});
-
-    // 2. The database from its description.
-    const CreateDatabaseModel model = demoDatabase(dbPath);
-    {
-        SQLiteQuery creator;
-        const LogWatch watch;
-        if (!creator.CreateDatabase(model))
-            steps.failed(watch, QStringLiteral("SQLiteQuery::CreateDatabase(%1)").arg(dbPath));
-    }
-    steps.print(QStringLiteral("create database"),
-                {QDir::toNativeSeparators(dbPath) + QStringLiteral(" (SQLiteQuery::CreateDatabase)"),
-                 describe(model.Tables.first())});
-
-    // 3. One handle for everything that follows.
-    ExtendHandle handle;
-    connect(handle, connection);
-    steps.print(QStringLiteral("connect"),
-                {QStringLiteral("ExtendHandle, kind %1 (SQLite), tag \"demo\": InitConnect() -> true")
-                         .arg(handle.GetType())});
-
-    // 4. Records in, keys back.
-    const QList<QPair<QString, QString>> titles = {{QStringLiteral("Dune"), QStringLiteral("Frank Herbert")},
-                                                   {QStringLiteral("Emma"), QStringLiteral("Jane Austen")},
-                                                   {QStringLiteral("Ulysses"), QStringLiteral("James Joyce")}};
-    const double prices[] = {9.5, 7.25, 12.0};
-    std::vector<std::unique_ptr<DemoBook>> books;
-    QStringList inserted;
-    for (int i = 0; i < titles.size(); ++i) {
-        auto book = std::make_unique<DemoBook>();
-        book->title = titles.at(i).first;
-        book->author = titles.at(i).second;
-        book->price = prices[i];
-        book->added = QDateTime::currentDateTime();
-        const LogWatch watch;
-        if (!handle.Insert(book.get(), true) || book->id <= 0)
-            steps.failed(watch, QStringLiteral("Insert(\"%1\", generated key)").arg(book->title));
-        inserted.append(QStringLiteral("id %1 \"%2\"").arg(book->id).arg(book->title));
-        books.push_back(std::move(book));
-    }
-    steps.print(QStringLiteral("insert"),
-                {QStringLiteral("Insert(record, true) x %1, keys read back: %2")
-                         .arg(books.size())
-                         .arg(inserted.join(QStringLiteral(", ")))});
-
-    // 5. Change one record and read the column back.
-    DemoBook& emma = *books.at(1);
-    const double oldPrice = emma.price;
-    emma.price = 6.5;
-    {
-        const LogWatch watch;
-        if (!handle.Update(&emma))
-            steps.failed(watch, QStringLiteral("Update(id %1)").arg(emma.id));
-        const Row row = handle.QueryFirst(QStringLiteral("select price from book where id = %1").arg(emma.id));
-        if (row.value(QStringLiteral("price")).toDouble() != emma.price)
-            steps.failed(watch, QStringLiteral("reading back the price of id %1").arg(emma.id));
-    }
-    steps.print(QStringLiteral("update"), {QStringLiteral("Update(record): id %1 \"%2\" price %3 -> %4, read back %4")
-                                                   .arg(emma.id)
-                                                   .arg(emma.title)
-                                                   .arg(oldPrice)
-                                                   .arg(emma.price)});
-
-    // 6. Pages of two.
-    DemoBook shape;
-    const LogWatch pageWatch;
-    const RowList first = handle.Query(0, 2, &shape);
-    const RowList second = handle.Query(2, 2, &shape);
-    if (first.size() != 2 || second.size() != 1)
-        steps.failed(pageWatch, QStringLiteral("Query(offset, count): pages of %1 and %2 rows, expected 2 and 1")
-                                        .arg(first.size())
-                                        .arg(second.size()));
-    steps.print(QStringLiteral("page"), {QStringLiteral("Query(0, 2, record) -> ids %1; Query(2, 2, record) -> id %2")
-                                                 .arg(ids(first), ids(second))});
-
-    // 7 and 8. Count, delete, count again.
-    const QString countSql = QStringLiteral("select count(*) from book");
-    const int before = handle.QueryRow(countSql);
-    if (before != int(books.size()))
-        steps.failed(pageWatch, QStringLiteral("QueryRow counted %1 rows, expected %2").arg(before).arg(books.size()));
-    steps.print(QStringLiteral("count"), {QStringLiteral("QueryRow(\"%1\") -> %2").arg(countSql).arg(before)});
-
-    const DemoBook& dune = *books.front();
-    {
-        const LogWatch watch;
-        if (!handle.Delete(QStringLiteral("id"), dune.id, &shape))
-            steps.failed(watch, QStringLiteral("Delete(id %1)").arg(dune.id));
-    }
-    const int after = handle.QueryRow(countSql);
-    if (after != before - 1)
-        steps.failed(pageWatch, QStringLiteral("%1 rows left after the delete, expected %2").arg(after).arg(before - 1));
-    steps.print(QStringLiteral("delete"), {QStringLiteral("Delete(\"id\", %1, record) -> true; %2 rows left")
-                                                   .arg(dune.id)
-                                                   .arg(after)});
-
-    // 9. A failure goes to the log, with the driver's own words.
-    {
-        const LogWatch watch;
-        const QString bad = QStringLiteral("insert into no_such_table values (1)");
-        if (handle.ExecuteSQL(bad) || watch.driverText().isEmpty())
-            steps.failed(watch, QStringLiteral("a failing statement was not reported"));
-        steps.print(QStringLiteral("log a failure"),
-                    {QStringLiteral("ExecuteSQL(\"%1\") -> false, on purpose").arg(bad),
-                     QStringLiteral("the log's new entry says: %1").arg(watch.driverText())});
-    }
-
-    // 10. The record class for the table, as gen-model writes it.
-    const QString header = QDir(genFolder).filePath(QStringLiteral("book.h"));
-    const QString source = QDir(genFolder).filePath(QStringLiteral("book.cpp"));
-    {
-        if (!QDir().mkpath(genFolder))
-            usage(QStringLiteral("demo: cannot create the folder %1; pass --out DIR").arg(genFolder));
-        SQLiteQuery generator;
-        generator.InitInfo(dbPath, QStringLiteral("demo-gen"));
-        const LogWatch watch;
-        if (!generator.CreateModel(demoTable, QStringLiteral("id"), genFolder, QStringLiteral("Book"), true)
-            || !QFileInfo(header).isFile() || !QFileInfo(source).isFile())
-            steps.failed(watch, QStringLiteral("SQLiteQuery::CreateModel(book)"));
-    }
-    QStringList generated = {QStringLiteral("SQLiteQuery::CreateModel(\"book\", \"id\", ..., \"Book\", true) wrote"),
-                             QDir::toNativeSeparators(header), QDir::toNativeSeparators(source)};
-    QFile text(header);
-    if (text.open(QIODevice::ReadOnly)) {
-        for (const QString& line : QString::fromUtf8(text.readAll()).split(QLatin1Char('\n'))) {
-            if (line.contains(QLatin1String("Q_PROPERTY")))
-                generated.append(QStringLiteral("  ") + line.trimmed());
-        }
-    }
-    steps.print(QStringLiteral("generate"), generated);
+    Demo(dbPath, genFolder).run(logFolder);
 
     out() << "\nDone.\n"
           << "  database     " << QDir::toNativeSeparators(dbPath) << '\n'
-          << "  log          " << QDir::toNativeSeparators(todayLogFile()) << '\n'
+          << "  log folder   " << QDir::toNativeSeparators(logFolder) << '\n'
           << "  record class " << QDir::toNativeSeparators(genFolder) << '\n'
           << "Next, on this file or one of your own:\n"
           << "  tessark query " << connection.display << " \"select * from book\"\n"

@@ -49,15 +49,6 @@ QString text(const QVariant& value)
     }
 }
 
-// Where name stands as a word of its own in text; -1 when it does not.
-int wordPosition(const QString& text, const QString& name)
-{
-    const QRegularExpression word(QStringLiteral("(?<![\\w\"`])") + QRegularExpression::escape(name)
-                                          + QStringLiteral("(?![\\w\"`])"),
-                                  QRegularExpression::CaseInsensitiveOption);
-    return word.match(text).capturedStart();
-}
-
 QString escapeForTable(QString value)
 {
     value.replace(QLatin1Char('\\'), QLatin1String("\\\\"));
@@ -111,53 +102,6 @@ QJsonValue jsonValue(const QVariant& value)
 }
 
 } // namespace
-
-bool mentions(const QString& text, const QString& name)
-{
-    return wordPosition(text, name) >= 0;
-}
-
-QStringList columnOrder(const RowList& rows, const QString& sql, const std::function<QStringList()>& tableColumns)
-{
-    if (rows.isEmpty())
-        return QStringList();
-    QStringList names = rows.first().keys();
-    std::sort(names.begin(), names.end());
-
-    const QRegularExpression fromWord(QStringLiteral("\\bfrom\\b"), QRegularExpression::CaseInsensitiveOption);
-    const int selectListEnd = fromWord.match(sql).capturedStart();
-    const QString selectList = selectListEnd < 0 ? sql : sql.left(selectListEnd);
-
-    QList<QPair<int, QString>> named;
-    QStringList unnamed;
-    for (const QString& name : qAsConst(names)) {
-        const int position = wordPosition(selectList, name);
-        if (position >= 0)
-            named.append({position, name});
-        else
-            unnamed.append(name);
-    }
-    std::stable_sort(named.begin(), named.end(),
-                     [](const QPair<int, QString>& a, const QPair<int, QString>& b) { return a.first < b.first; });
-
-    QStringList ordered;
-    for (const auto& entry : qAsConst(named))
-        ordered.append(entry.second);
-    if (!unnamed.isEmpty()) {
-        const QStringList known = tableColumns();
-        auto rank = [&known](const QString& name) {
-            for (int i = 0; i < known.size(); ++i) {
-                if (known.at(i).compare(name, Qt::CaseInsensitive) == 0)
-                    return i;
-            }
-            return int(known.size());
-        };
-        std::stable_sort(unnamed.begin(), unnamed.end(),
-                         [&rank](const QString& a, const QString& b) { return rank(a) < rank(b); });
-        ordered += unnamed;
-    }
-    return ordered;
-}
 
 void writeTable(QTextStream& out, const QStringList& columns, const RowList& rows, const QString& nullText)
 {

@@ -7,21 +7,9 @@
 #include <QStringList>
 #include <QTextStream>
 
-#include <functional>
-
 #include "Model/types.h"
 
 namespace Cli {
-
-// The result's column names in the order a reader expects. A result row
-// does not keep the driver's column order, so: columns named in the select
-// list come in the order they are named there; the rest (a "*") in the
-// order of tableColumns() (the columns of the tables the statement reads,
-// asked for only when needed), then by name.
-QStringList columnOrder(const RowList& rows, const QString& sql, const std::function<QStringList()>& tableColumns);
-
-// Whether name stands in text as a word of its own, ignoring case.
-bool mentions(const QString& text, const QString& name);
 
 // Column headings, a rule, one line per row, then "(N rows)". NULL is
 // written as nullText; numbers are right-aligned; line breaks and tabs

@@ -8,8 +8,8 @@
 #include "brelvan_global.h"
 
 namespace Tessark {
-class DialectCore;
-class PersistenceCore;
+class Dialect;
+class Persistence;
 }
 
 // Base of every persistent record: one Q_PROPERTY per column in subclasses,
@@ -34,8 +34,8 @@ protected:
 
 private:
     // The library reads the table and key without a property lookup.
-    friend class Tessark::DialectCore;
-    friend class Tessark::PersistenceCore;
+    friend class Tessark::Dialect;
+    friend class Tessark::Persistence;
 
     QString getKey() { return Key; }
     void setKey(QString value) { Key = value; }

@@ -10,6 +10,11 @@
 // Database kind: 0 PostgreSQL, 1 Oracle, 2 SQLite, 3 MySQL; anything else selects nothing.
 typedef qint16 DbType;
 
+namespace Tessark {
+// The database kinds by their DbType numbers.
+enum class Kind : DbType { PostgreSQL = 0, Oracle = 1, SQLite = 2, MySQL = 3 };
+} // namespace Tessark
+
 // One result row: column name -> value.
 typedef QHash<QString, QVariant> Row;
 typedef QList<Row> RowList;

@@ -7,6 +7,9 @@
 #include <QSqlRecord>
 #include <QVarLengthArray>
 
+#include <QFileInfo>
+
+#include "core/rules.h"
 #include "core/threadconnections.h"
 #include "tool/tessarktool.h"
 
@@ -42,9 +45,10 @@ struct Columns
 
 } // namespace
 
-ConnectionCore::ConnectionCore(const ConnectionTraits& traits)
-    : m_traits(traits)
-    , m_connectionName(QLatin1String(traits.initialName))
+ConnectionCore::ConnectionCore(const BackendRules& rules)
+    : m_rules(rules)
+    , m_connection(rules.connection)
+    , m_connectionName(QLatin1String(rules.connection.initialName))
 {
 }
 
@@ -55,15 +59,73 @@ ConnectionCore::~ConnectionCore()
         ThreadConnections::removeAll(m_connectionName);
 }
 
-void ConnectionCore::setIdentity(const QString& connectionName, const QString& sign)
+// The name is "<tag or default>|<sign>"; the sign is the file's name for a
+// file database, "host|port|user|password|database" for a server.
+void ConnectionCore::describe(const ConnInfoModel& info)
 {
-    m_connectionName = connectionName;
-    m_sign = sign;
+    m_info = info;
+    if (m_connection.fileDatabase) {
+        m_sign = QFileInfo(info.DatabaseName).fileName();
+        m_fileMutex = TessarkTool::SQLiteMutex(info.DatabaseName);
+    } else {
+        m_sign = QStringLiteral("%1|%2|%3|%4|%5")
+                     .arg(info.Host, QString::number(info.Port), info.UserName, info.Password, info.DatabaseName);
+    }
+    const QString prefix = info.ConnectTag.isEmpty() ? QStringLiteral("default") : info.ConnectTag;
+    m_connectionName = prefix + QLatin1Char('|') + m_sign;
+}
+
+bool ConnectionCore::checkTarget()
+{
+    // A file is never created here; that is the schema tools' job.
+    if (!m_connection.fileDatabase || TessarkTool::isFileExist(m_info.DatabaseName))
+        return true;
+    fail(message(Step::Open), m_info.DatabaseName + QStringLiteral("数据文件未找到"));
+    return false;
+}
+
+void ConnectionCore::configure(QSqlDatabase& db) const
+{
+    if (m_connection.fileDatabase) {
+        db.setDatabaseName(m_info.DatabaseName);
+        return;
+    }
+    db.setUserName(m_info.UserName);
+    db.setPassword(m_info.Password);
+    db.setDatabaseName(driverDatabaseName());
+    if (!m_connection.addressInDatabaseName) {
+        db.setHostName(m_info.Host);
+        db.setPort(m_info.Port);
+    }
+}
+
+QString ConnectionCore::driverDatabaseName() const
+{
+    if (!m_connection.addressInDatabaseName)
+        return m_info.DatabaseName;
+    return QStringLiteral("%1:%2/%3").arg(m_info.Host, QString::number(m_info.Port), m_info.DatabaseName);
+}
+
+LastError ConnectionCore::lastError() const
+{
+    QMutexLocker locker(&m_errorLock);
+    return m_lastError;
+}
+
+void ConnectionCore::fail(const QString& message, const QString& reason) const
+{
+    {
+        QMutexLocker locker(&m_errorLock);
+        ++m_lastError.serial;
+        m_lastError.message = message;
+        m_lastError.driverText = reason;
+    }
+    TessarkTool::WriteLog(message + reason);
 }
 
 QString ConnectionCore::message(Step step) const
 {
-    const QString db = QLatin1String(m_traits.displayName);
+    const QString db = QLatin1String(m_connection.displayName);
     switch (step) {
     case Step::Connect:
         return QStringLiteral("连接%1数据库失败 错误信息：\n").arg(db);
@@ -81,24 +143,19 @@ QString ConnectionCore::message(Step step) const
     return QString();
 }
 
-void ConnectionCore::log(const QString& message) const
-{
-    TessarkTool::WriteLog(message);
-}
-
 // One entry per failure: the statement's own error first, else the connection's.
 void ConnectionCore::report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const
 {
     const QSqlError error = statementError.text().trimmed().isEmpty() ? db.lastError() : statementError;
     const QString text = error.text();
     if (!text.trimmed().isEmpty())
-        log(message(step) + text);
+        fail(message(step), text);
     noteIfLost(error, db);
 }
 
 void ConnectionCore::noteIfLost(const QSqlError& error, const QSqlDatabase& db) const
 {
-    if (m_traits.connectionLost && m_traits.connectionLost(error))
+    if (m_connection.connectionLost && m_connection.connectionLost(error))
         ThreadConnections::markLost(db.connectionName());
 }
 
@@ -111,12 +168,12 @@ bool ConnectionCore::InitConnect()
     if (QSqlDatabase::contains(name)) {
         db = QSqlDatabase::database(name, false);
     } else {
-        db = QSqlDatabase::addDatabase(QLatin1String(m_traits.driver), name);
+        db = QSqlDatabase::addDatabase(QLatin1String(m_connection.driver), name);
         configure(db);
     }
     const QString error = db.lastError().text();
     if (!error.trimmed().isEmpty())
-        log(message(Step::Connect) + error);
+        fail(message(Step::Connect), error);
     return open(db);
 }
 
@@ -125,12 +182,15 @@ bool ConnectionCore::open(QSqlDatabase& db)
     bool ok = db.isOpen();
     if (!ok) {
         ok = db.open();
-        if (ok)
-            sessionOpened(db);
+        if (ok && m_connection.sessionStatement) {
+            QSqlQuery query(db);
+            if (!query.exec(QLatin1String(m_connection.sessionStatement)))
+                fail(message(Step::Connect), query.lastError().text());
+        }
     }
     if (!ok)
-        log(message(Step::Open) + db.lastError().text());
-    emit OpenEvent(ok, m_traits.type);
+        fail(message(Step::Open), db.lastError().text());
+    emit OpenEvent(ok, DbType(m_rules.kind));
     return ok;
 }
 
@@ -151,7 +211,7 @@ bool ConnectionCore::prepare(bool emptyInput, QSqlDatabase& db)
     db = QSqlDatabase::database(name, false);
     if (ThreadConnections::takeLost(name)) {
         // Qt still reports the dead handle as open: close it so open() starts a new session.
-        log(message(Step::Connect) + QStringLiteral("connection lost, reopening"));
+        fail(message(Step::Connect), QStringLiteral("connection lost, reopening"));
         db.close();
     }
     return open(db);
@@ -189,10 +249,10 @@ bool ConnectionCore::begin(QSqlDatabase& db, bool idBatch)
     QString why = db.lastError().text();
     if (why.trimmed().isEmpty())
         why = QStringLiteral("the transaction could not begin");
-    if (idBatch && m_traits.idBatchBeginFailure)
-        log(QString::fromUtf8(m_traits.idBatchBeginFailure) + why);
+    if (idBatch && m_connection.idBatchBeginFailure)
+        fail(QString::fromUtf8(m_connection.idBatchBeginFailure), why);
     else
-        log(message(Step::Execute) + why);
+        fail(message(Step::Execute), why);
     return false;
 }
 
@@ -207,7 +267,7 @@ void ConnectionCore::rollback(QSqlDatabase& db)
 void ConnectionCore::failedCommit(QSqlDatabase& db)
 {
     report(Step::Execute, QSqlError(), db);
-    if (!m_traits.failedCommitEndsTransaction)
+    if (!m_connection.failedCommitEndsTransaction)
         rollback(db);
 }
 
@@ -264,6 +324,11 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
 
 RowList ConnectionCore::Query(QString sql)
 {
+    return Query(sql, nullptr);
+}
+
+RowList ConnectionCore::Query(const QString& sql, QStringList* columnNames)
+{
     QMutexLocker locker(workMutex());
     QSqlDatabase db;
     if (!prepare(sql.isEmpty(), db))
@@ -277,6 +342,8 @@ RowList ConnectionCore::Query(QString sql)
     }
     if (query.isSelect()) {
         const Columns columns(query.record());
+        if (columnNames)
+            *columnNames = QStringList(columns.name.cbegin(), columns.name.cend());
         while (query.next())
             rows.append(columns.read(query));
     }

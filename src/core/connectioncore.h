@@ -7,34 +7,24 @@
 #include <QStringList>
 #include <QVariant>
 
-#include "brelvan_global.h"
-#include "Model/types.h"
+#include <QMutex>
 
-class QMutex;
+#include "brelvan_global.h"
+#include "Model/conninfomodel.h"
+#include "Model/types.h"
+#include "core/lasterror.h"
+
 class QSqlDatabase;
 class QSqlError;
 
 namespace Tessark {
 
-// What tells one backend's connection from another's.
-struct ConnectionTraits
-{
-    const char* driver;        // Qt driver key
-    const char* displayName;   // the database's name in log messages
-    DbType type;               // carried by OpenEvent
-    const char* initialName;   // connection name before InitInfo
-    // Logged instead of the execution message when the id-collecting batch
-    // cannot begin its transaction; null: the execution message.
-    const char* idBatchBeginFailure;
-    // A failed COMMIT has already ended the transaction (no ROLLBACK to send).
-    bool failedCommitEndsTransaction;
-    // Whether an error means the session is gone (server restart, killed
-    // session); null: never. Such a connection is reopened on the next call.
-    bool (*connectionLost)(const QSqlError& error);
-};
+struct BackendRules;
+struct ConnectionRules;
 
 // One named connection and the execute / batch / query algorithms, written
-// once for every backend. Backends supply their traits and a few hooks.
+// once for every backend from its rules table. The public connection classes
+// only add their InitInfo forms.
 class BRELVANSHARED_EXPORT ConnectionCore : public QObject
 {
     Q_OBJECT
@@ -53,24 +43,35 @@ public:
     bool DeleteList(QStringList sqls, bool continueOnError) { return ExecutionList(sqls, continueOnError); }
 
     RowList Query(QString sql);
+    // The same, also giving the result's column names in their order.
+    RowList Query(const QString& sql, QStringList* columns);
     Row QueryFirst(QString sql);
     int QueryRow(QString sql);
 
     void Close();
 
+    // Sets what to connect to: the file path in DatabaseName for a file
+    // database, the server fields otherwise; Type is not read.
+    void describe(const ConnInfoModel& info);
+    const ConnInfoModel& description() const { return m_info; }
+    // The database name the driver is given; some servers take their address inside it.
+    QString driverDatabaseName() const;
+
     // The registered name of this object's connection (as the first thread uses it).
     QString connectionName() const { return m_connectionName; }
-    const ConnectionTraits& traits() const { return m_traits; }
+    const BackendRules& rules() const { return m_rules; }
+
+    LastError lastError() const;
+    // Logs message followed by reason and keeps both as the last error.
+    void fail(const QString& message, const QString& reason) const;
 
 signals:
     void OpenEvent(bool succeed, short dbType);
 
 protected:
-    friend class PersistenceCore; // runs the id-collecting batch
+    friend class Persistence; // runs the id-collecting batch
 
-    explicit ConnectionCore(const ConnectionTraits& traits);
-
-    void setIdentity(const QString& connectionName, const QString& sign);
+    explicit ConnectionCore(const BackendRules& rules);
 
     // The id-collecting batch; the backends that have it make it public.
     bool ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
@@ -88,20 +89,13 @@ protected:
     bool runBatch(const QStringList& sqls, const QList<FieldPair>* idQueries,
                   QList<QVariant>* ids, bool continueOnError);
 
-    // False (after logging) when the database cannot be reached at all.
-    virtual bool checkTarget() { return true; }
-    // Sets driver options (database name, host, ...) on a newly added connection.
-    virtual void configure(QSqlDatabase& db) const = 0;
-    // The mutex that serialises work on this database; null for none.
-    virtual QMutex* workMutex() const { return nullptr; }
-    // Runs once on every newly opened session, before its first statement.
-    virtual void sessionOpened(QSqlDatabase& db) { Q_UNUSED(db); }
-
-    void log(const QString& message) const;
-
 private:
     enum class Step { Connect, Open, Execute, Query, QueryFirst, QueryRow };
     QString message(Step step) const;
+
+    bool checkTarget();
+    void configure(QSqlDatabase& db) const;
+    QMutex* workMutex() const { return m_fileMutex; }
 
     bool prepare(bool emptyInput, QSqlDatabase& db);
     bool open(QSqlDatabase& db);
@@ -112,9 +106,14 @@ private:
     void rollback(QSqlDatabase& db);
     Row firstRow(QSqlDatabase& db, const QString& sql, Step step);
 
-    const ConnectionTraits& m_traits;
+    const BackendRules& m_rules;
+    const ConnectionRules& m_connection;
+    ConnInfoModel m_info{0, QString(), QString()};
+    QMutex* m_fileMutex = nullptr;
     QString m_connectionName;
     QString m_sign;
+    mutable QMutex m_errorLock;
+    mutable LastError m_lastError;
 };
 
 } // namespace Tessark

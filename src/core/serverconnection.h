@@ -5,7 +5,7 @@
 
 namespace Tessark {
 
-// The connection description and naming shared by every server backend.
+// The InitInfo form every server backend's connection class offers.
 class BRELVANSHARED_EXPORT ServerConnection : public ConnectionCore
 {
     Q_OBJECT
@@ -14,14 +14,7 @@ public:
                   QString databaseName, QString connectTag);
 
 protected:
-    explicit ServerConnection(const ConnectionTraits& traits) : ConnectionCore(traits) {}
-    void configure(QSqlDatabase& db) const override;
-
-    QString m_host;
-    int m_port = 0;
-    QString m_userName;
-    QString m_password;
-    QString m_databaseName;
+    explicit ServerConnection(const BackendRules& rules) : ConnectionCore(rules) {}
 };
 
 } // namespace Tessark

@@ -1,202 +1,190 @@
 #include "handle/extendhandle.h"
 
-#include <type_traits>
+#include "core/backend.h"
+#include "core/connectioncore.h"
+#include "core/rules.h"
 
-namespace {
-
-template <class Q>
-constexpr bool isPostgres = std::is_same_v<std::decay_t<Q>, PostgreSQLQuery>;
-
-} // namespace
-
-template <class F>
-auto ExtendHandle::forKind(F&& call) -> decltype(call(std::declval<SQLiteQuery&>()))
+// The backend of the kind InitInfo set; none for a kind that names no database.
+class ExtendHandle::Private
 {
-    switch (m_type) {
-    case 0:
-        return call(m_postgres);
-    case 1:
-        return call(m_oracle);
-    case 2:
-        return call(m_sqlite);
-    case 3:
-        return call(m_mysql);
-    default:
-        return decltype(call(m_sqlite))();
-    }
+public:
+    std::unique_ptr<Tessark::Backend> backend;
+    DbType type = 0;
+};
+
+// Every call goes to the one backend; without one it returns R's empty value.
+template <class R, class F>
+R ExtendHandle::call(F&& f)
+{
+    if (!d->backend)
+        return R();
+    return f(*d->backend);
 }
 
-ExtendHandle::ExtendHandle(QObject* parent) : QObject(parent) {}
+// A new handle is of kind 0, with an undescribed backend of that kind.
+ExtendHandle::ExtendHandle(QObject* parent) : QObject(parent), d(std::make_unique<Private>())
+{
+    d->backend = Tessark::makeBackend(d->type);
+}
 
 ExtendHandle::~ExtendHandle() = default;
 
 void ExtendHandle::InitInfo(ConnInfoModel info)
 {
-    InitInfo(info.Type, info.Host, info.Port, info.UserName, info.Password, info.DatabaseName, info.ConnectTag);
+    d->type = info.Type;
+    // The same kind keeps its backend (its connection and caches) and is described anew.
+    if (d->backend && DbType(d->backend->rules().kind) == info.Type)
+        d->backend->initInfo(info);
+    else
+        d->backend = Tessark::makeBackend(info);
 }
 
 void ExtendHandle::InitInfo(short type, QString host, int port, QString userName, QString password,
                             QString databaseName, QString connectTag)
 {
-    m_type = type;
-    forKind([&](auto& q) {
-        // SQLite takes the file path (in databaseName) and the tag only.
-        if constexpr (std::is_same_v<std::decay_t<decltype(q)>, SQLiteQuery>)
-            q.InitInfo(databaseName, connectTag);
-        else
-            q.InitInfo(host, port, userName, password, databaseName, connectTag);
-    });
+    InitInfo(ConnInfoModel(type, host, port, userName, password, databaseName, connectTag));
 }
 
 bool ExtendHandle::InitConnect()
 {
-    return forKind([](auto& q) { return q.InitConnect(); });
+    return call<bool>([](Tessark::Backend& b) { return b.persistence().InitConnect(); });
 }
 
 short ExtendHandle::GetType()
 {
-    return m_type;
+    return d->type;
 }
 
 bool ExtendHandle::ExecuteSQL(QString sql)
 {
-    return forKind([&](auto& q) { return q.ExecuteSQL(sql); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().ExecuteSQL(sql); });
 }
 
 RowList ExtendHandle::Query(QString sql)
 {
-    return forKind([&](auto& q) { return q.Query(sql); });
+    return call<RowList>([&](Tessark::Backend& b) { return b.persistence().Query(sql); });
 }
 
 RowList ExtendHandle::Query(ObjectModel* model)
 {
-    return forKind([&](auto& q) { return q.Query(model); });
+    return call<RowList>([&](Tessark::Backend& b) { return b.persistence().Query(model); });
 }
 
-RowList ExtendHandle::Query(int a, int b, ObjectModel* model)
+RowList ExtendHandle::Query(int offset, int count, ObjectModel* model)
 {
-    return forKind([&](auto& q) { return q.Query(a, b, model); });
+    return call<RowList>([&](Tessark::Backend& b) { return b.persistence().Query(offset, count, model); });
 }
 
 Row ExtendHandle::QueryFirst(QString sql)
 {
-    return forKind([&](auto& q) { return q.QueryFirst(sql); });
+    return call<Row>([&](Tessark::Backend& b) { return b.persistence().QueryFirst(sql); });
 }
 
 int ExtendHandle::QueryRow(QString sql)
 {
-    return forKind([&](auto& q) { return q.QueryRow(sql); });
+    return call<int>([&](Tessark::Backend& b) { return b.persistence().QueryRow(sql); });
 }
 
-bool ExtendHandle::Insert(ObjectModel* model, bool b)
+bool ExtendHandle::Insert(ObjectModel* model, bool generatedKey)
 {
-    return forKind([&](auto& q) { return q.Insert(model, b, QStringList()); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().Insert(model, generatedKey, QStringList()); });
 }
 
-bool ExtendHandle::Insert(QString table, QList<FieldPair> values, QString s, bool b)
+bool ExtendHandle::Insert(QString table, QList<FieldPair> values, QString key, bool generatedKey)
 {
-    return forKind([&](auto& q) { return q.Insert(table, values, s, b); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().Insert(table, values, key, generatedKey); });
 }
 
-bool ExtendHandle::InsertList(QList<ObjectModel*> models, bool b1, bool b2)
+bool ExtendHandle::InsertList(QList<ObjectModel*> models, bool generatedKey, bool continueOnError)
 {
-    return forKind([&](auto& q) { return q.InsertList(models, b1, b2); });
+    return call<bool>(
+        [&](Tessark::Backend& b) { return b.persistence().InsertList(models, generatedKey, continueOnError); });
 }
 
 bool ExtendHandle::Update(ObjectModel* model)
 {
-    return forKind([&](auto& q) { return q.Update(model); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().Update(model); });
 }
 
-bool ExtendHandle::Update(QString table, QString s, QList<FieldPair> values)
+bool ExtendHandle::Update(QString table, QString key, QList<FieldPair> values)
 {
-    return forKind([&](auto& q) { return q.Update(table, s, values); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().Update(table, key, values); });
 }
 
-bool ExtendHandle::UpdateList(QList<ObjectModel*> models, bool b)
+bool ExtendHandle::UpdateList(QList<ObjectModel*> models, bool continueOnError)
 {
-    return forKind([&](auto& q) { return q.UpdateList(models, b); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().UpdateList(models, continueOnError); });
 }
 
-// PostgreSQL's deletes take one more flag; the handle always passes false.
-bool ExtendHandle::Delete(QString table, QVariant key, QString s)
+bool ExtendHandle::Delete(QString column, QVariant value, QString table)
 {
-    return forKind([&](auto& q) {
-        if constexpr (isPostgres<decltype(q)>)
-            return q.Delete(table, key, s, false);
-        else
-            return q.Delete(table, key, s);
-    });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().Delete(column, value, table); });
 }
 
-bool ExtendHandle::Delete(QString table, QVariant key, ObjectModel* model)
+bool ExtendHandle::Delete(QString column, QVariant value, ObjectModel* model)
 {
-    return forKind([&](auto& q) {
-        if constexpr (isPostgres<decltype(q)>)
-            return q.Delete(table, key, model, false);
-        else
-            return q.Delete(table, key, model);
-    });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().Delete(column, value, model); });
 }
 
 bool ExtendHandle::DeleteAll(QString table)
 {
-    return forKind([&](auto& q) { return q.DeleteAll(table); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().DeleteAll(table); });
 }
 
-bool ExtendHandle::DeleteList(QList<ObjectModel*> models, bool b)
+bool ExtendHandle::DeleteList(QList<ObjectModel*> models, bool continueOnError)
 {
-    return forKind([&](auto& q) { return q.DeleteList(models, b); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().DeleteList(models, continueOnError); });
 }
 
-bool ExtendHandle::DeleteList(QString table, QList<QVariant> keys, QString s, bool b)
+bool ExtendHandle::DeleteList(QString column, QList<QVariant> values, QString table, bool continueOnError)
 {
-    return forKind([&](auto& q) { return q.DeleteList(table, keys, s, b); });
+    return call<bool>(
+        [&](Tessark::Backend& b) { return b.persistence().DeleteList(column, values, table, continueOnError); });
 }
 
-bool ExtendHandle::DeleteList(QStringList sqls, bool b)
+bool ExtendHandle::DeleteList(QStringList sqls, bool continueOnError)
 {
-    return forKind([&](auto& q) { return q.DeleteList(sqls, b); });
+    return call<bool>([&](Tessark::Backend& b) { return b.persistence().DeleteList(sqls, continueOnError); });
 }
 
 QStringList ExtendHandle::GetTableNames()
 {
-    return forKind([](auto& q) { return q.GetTableNames(); });
+    return call<QStringList>([](Tessark::Backend& b) { return b.catalogue().tableNames(); });
 }
 
-QStringList ExtendHandle::GetColumnNames(QString table)
+QStringList ExtendHandle::GetColumnNames(QString tableName)
 {
-    return forKind([&](auto& q) { return q.GetColumnNames(table); });
+    return call<QStringList>([&](Tessark::Backend& b) { return b.catalogue().columns(tableName); });
 }
 
 QString ExtendHandle::GetTableName(QString name)
 {
-    return forKind([&](auto& q) { return q.GetTableReal(name); });
+    return call<QString>([&](Tessark::Backend& b) { return b.catalogue().realTableName(name); });
 }
 
-// Only PostgreSQL qualifies names; the others get the name in double quotes
-// (MySQL too, not back-ticks).
+// Schema-qualified where tables live in schemas; elsewhere the name in
+// double quotes (MySQL too, not back-ticks).
 QString ExtendHandle::GetModelTableName(QString name)
 {
-    return forKind([&](auto& q) {
-        if constexpr (isPostgres<decltype(q)>)
-            return q.GetModelTableName(name);
-        else
-            return QStringLiteral("\"%1\"").arg(name);
-    });
+    return call<QString>([&](Tessark::Backend& b) { return b.catalogue().qualifiedName(name); });
 }
 
 void ExtendHandle::CleanTable()
 {
-    forKind([](auto& q) { q.CleanTable(); });
+    call<void>([](Tessark::Backend& b) { b.catalogue().cleanTables(); });
 }
 
 void ExtendHandle::CleanColumn()
 {
-    forKind([](auto& q) { q.CleanColumn(); });
+    call<void>([](Tessark::Backend& b) { b.catalogue().cleanColumns(); });
 }
 
 void ExtendHandle::Close()
 {
-    forKind([](auto& q) { q.Close(); });
+    call<void>([](Tessark::Backend& b) { b.persistence().Close(); });
+}
+
+Tessark::LastError ExtendHandle::lastError() const
+{
+    return d->backend ? d->backend->connection().lastError() : Tessark::LastError();
 }

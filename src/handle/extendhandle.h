@@ -1,19 +1,24 @@
 #ifndef TESSARK_HANDLE_EXTENDHANDLE_H
 #define TESSARK_HANDLE_EXTENDHANDLE_H
 
+#include <QList>
 #include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
 
-#include <utility>
+#include <memory>
 
+#include "brelvan_global.h"
 #include "Model/conninfomodel.h"
-#include "mysql/mysqlquery.h"
-#include "oracle/oraclequery.h"
-#include "postgresql/postgresqlquery.h"
-#include "sqlite/sqlitequery.h"
+#include "Model/types.h"
+#include "core/lasterror.h"
 
-// The one object an application needs: forwards every call to the persistence
-// object of the configured database kind (0 PostgreSQL, 1 Oracle, 2 SQLite,
-// 3 MySQL). Any other kind returns false, 0 or an empty result.
+class ObjectModel;
+
+// The one object an application needs: forwards every call to the backend of
+// the configured database kind (0 PostgreSQL, 1 Oracle, 2 SQLite, 3 MySQL).
+// Any other kind returns false, 0 or an empty result.
 class BRELVANSHARED_EXPORT ExtendHandle : public QObject
 {
     Q_OBJECT
@@ -30,41 +35,40 @@ public:
     bool ExecuteSQL(QString sql);
     RowList Query(QString sql);
     RowList Query(ObjectModel* model);
-    RowList Query(int a, int b, ObjectModel* model);
+    RowList Query(int offset, int count, ObjectModel* model);
     Row QueryFirst(QString sql);
     int QueryRow(QString sql);
 
-    bool Insert(ObjectModel* model, bool b);
-    bool Insert(QString table, QList<FieldPair> values, QString s, bool b);
-    bool InsertList(QList<ObjectModel*> models, bool b1, bool b2);
+    bool Insert(ObjectModel* model, bool generatedKey);
+    bool Insert(QString table, QList<FieldPair> values, QString key, bool generatedKey);
+    bool InsertList(QList<ObjectModel*> models, bool generatedKey, bool continueOnError);
     bool Update(ObjectModel* model);
-    bool Update(QString table, QString s, QList<FieldPair> values);
-    bool UpdateList(QList<ObjectModel*> models, bool b);
-    bool Delete(QString table, QVariant key, QString s);
-    bool Delete(QString table, QVariant key, ObjectModel* model);
+    bool Update(QString table, QString key, QList<FieldPair> values);
+    bool UpdateList(QList<ObjectModel*> models, bool continueOnError);
+    bool Delete(QString column, QVariant value, QString table);
+    bool Delete(QString column, QVariant value, ObjectModel* model);
     bool DeleteAll(QString table);
-    bool DeleteList(QList<ObjectModel*> models, bool b);
-    bool DeleteList(QString table, QList<QVariant> keys, QString s, bool b);
-    bool DeleteList(QStringList sqls, bool b);
+    bool DeleteList(QList<ObjectModel*> models, bool continueOnError);
+    bool DeleteList(QString column, QList<QVariant> values, QString table, bool continueOnError);
+    bool DeleteList(QStringList sqls, bool continueOnError);
 
     QStringList GetTableNames();
-    QStringList GetColumnNames(QString table);
+    QStringList GetColumnNames(QString tableName);
     QString GetTableName(QString name);
     QString GetModelTableName(QString name);
     void CleanTable();
     void CleanColumn();
     void Close();
 
-private:
-    // The one place that switches on the kind.
-    template <class F>
-    auto forKind(F&& call) -> decltype(call(std::declval<SQLiteQuery&>()));
+    // What the last failed call logged, in memory; empty before any failure.
+    Tessark::LastError lastError() const;
 
-    PostgreSQLQuery m_postgres;
-    OracleQuery m_oracle;
-    SQLiteQuery m_sqlite;
-    MySqlQuery m_mysql;
-    DbType m_type = 0;
+private:
+    class Private;
+    template <class R, class F>
+    R call(F&& f);
+
+    const std::unique_ptr<Private> d;
 };
 
 #endif // TESSARK_HANDLE_EXTENDHANDLE_H

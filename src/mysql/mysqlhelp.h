@@ -9,14 +9,11 @@ class BRELVANSHARED_EXPORT MySqlHelp : public Tessark::ServerConnection
 public:
     MySqlHelp();
 
-    QString GetDatabaseName() const { return m_databaseName; }
+    QString GetDatabaseName() const { return description().DatabaseName; }
 
     // Both batch forms; InsertList is the id-collecting one.
     using ServerConnection::ExecutionList;
     using ServerConnection::InsertList;
-
-protected:
-    void sessionOpened(QSqlDatabase& db) override;
 };
 
 #endif // TESSARK_MYSQL_MYSQLHELP_H

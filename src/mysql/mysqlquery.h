@@ -12,8 +12,8 @@ public:
     ~MySqlQuery() override;
 
     TESSARK_SERVER_PERSISTENCE_OPERATIONS
-    using PersistenceCore::Delete;
-    using PersistenceCore::UpdateByKey;
+    using BackendObject::Delete;
+    using BackendObject::UpdateByKey;
 };
 
 #endif // TESSARK_MYSQL_MYSQLQUERY_H

@@ -13,9 +13,6 @@ public:
 
     // The address folded into the database name: "host:port/service".
     QString connectDatabaseName() const;
-
-protected:
-    void configure(QSqlDatabase& db) const override;
 };
 
 #endif // TESSARK_ORACLE_ORACLEHELP_H

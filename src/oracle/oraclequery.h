@@ -3,7 +3,7 @@
 
 #include "oracle/oraclemodel.h"
 
-// Stores, changes, deletes and reads records in a Oracle database.
+// Stores, changes, deletes and reads records in an Oracle database.
 class BRELVANSHARED_EXPORT OracleQuery : public OracleModel
 {
     Q_OBJECT
@@ -12,8 +12,8 @@ public:
     ~OracleQuery() override;
 
     TESSARK_SERVER_PERSISTENCE_OPERATIONS
-    using PersistenceCore::Delete;
-    using PersistenceCore::UpdateByKey;
+    using BackendObject::Delete;
+    using BackendObject::UpdateByKey;
 };
 
 #endif // TESSARK_ORACLE_ORACLEQUERY_H

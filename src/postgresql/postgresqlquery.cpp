@@ -1,6 +1,22 @@
 #include "postgresql/postgresqlquery.h"
 
+#include "core/backend.h"
+#include "core/rules.h"
 #include "schema/modelgenerator.h"
+
+PostgreSQLModel::PostgreSQLModel() : BackendObject(Tessark::postgresqlRules) {}
+
+PostgreSQLModel::~PostgreSQLModel() = default;
+
+QString PostgreSQLModel::GetModelName(QString tableName)
+{
+    return backend().catalogue().qualifiedName(tableName);
+}
+
+QString PostgreSQLModel::GetColumnInfoSql(QString tableName)
+{
+    return Tessark::postgresqlModelTraits.columnSql(backend().dialect(), tableName);
+}
 
 PostgreSQLQuery::PostgreSQLQuery() = default;
 
@@ -9,22 +25,10 @@ PostgreSQLQuery::~PostgreSQLQuery() = default;
 bool PostgreSQLQuery::CreateModel(QString tableName, QString keyName, QString folder, QString className,
                                   bool withStream)
 {
-    return Tessark::createModel(lockedQuery(GetColumnInfoSql(tableName)), folder,
-                                {tableName, keyName, className, withStream}, Tessark::postgresqlModelTraits,
-                                [this](const RowList& rows) { return Convert(rows); });
+    return Tessark::createModel(backend(), folder, {tableName, keyName, className, withStream});
 }
 
 QList<ColumnInfoPostgreSQLModel*> PostgreSQLQuery::GetColumnInfo(QString tableName)
 {
-    return Convert(lockedQuery(GetColumnInfoSql(tableName)));
-}
-
-QList<ColumnInfoPostgreSQLModel*> PostgreSQLQuery::Convert(RowList rows)
-{
-    return Tessark::recordsFromRows<ColumnInfoPostgreSQLModel>(rows);
-}
-
-QString PostgreSQLQuery::GetColumnType(QString declaredType)
-{
-    return Tessark::columnType(Tessark::postgresqlModelTraits, declaredType);
+    return Tessark::recordsFromRows<ColumnInfoPostgreSQLModel>(Tessark::generatorColumns(backend(), tableName));
 }

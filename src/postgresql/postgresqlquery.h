@@ -18,15 +18,15 @@ public:
     // The trailing flag is accepted and not used.
     bool Delete(QString tableName, QString key, QList<FieldPair> fields, bool)
     {
-        return PersistenceCore::Delete(tableName, key, fields);
+        return BackendObject::Delete(tableName, key, fields);
     }
     bool Delete(QString column, QVariant value, QString tableName, bool)
     {
-        return PersistenceCore::Delete(column, value, tableName);
+        return BackendObject::Delete(column, value, tableName);
     }
     bool Delete(QString column, QVariant value, ObjectModel* obj, bool)
     {
-        return PersistenceCore::Delete(column, value, obj);
+        return BackendObject::Delete(column, value, obj);
     }
 
     QString GetModelTableName(QString name) { return GetModelName(name); }
@@ -36,10 +36,6 @@ public:
     bool CreateModel(QString tableName, QString keyName, QString folder, QString className, bool withStream);
     // The commented columns of tableName; the caller deletes the records.
     QList<ColumnInfoPostgreSQLModel*> GetColumnInfo(QString tableName);
-
-private:
-    QList<ColumnInfoPostgreSQLModel*> Convert(RowList rows);
-    QString GetColumnType(QString declaredType);
 };
 
 #endif // TESSARK_POSTGRESQL_POSTGRESQLQUERY_H

@@ -5,7 +5,9 @@
 #include <QMetaProperty>
 #include <QTextStream>
 
+#include "core/backend.h"
 #include "core/qtcompat_p.h"
+#include "core/rules.h"
 
 namespace Tessark {
 
@@ -185,9 +187,25 @@ void writeModelFiles(const ModelText& text, const QString& folder, const QString
         writeFile(base + QStringLiteral(".cpp"), text.source);
 }
 
-bool canCreateModel(const RowList& rows, const QString& folder)
+RowList generatorColumns(Backend& backend, const QString& tableName)
 {
-    return !rows.isEmpty() && QDir(folder).exists();
+    const ModelTraits* traits = backend.rules().generator;
+    if (!traits)
+        return RowList();
+    return backend.catalogue().read(traits->columnSql(backend.dialect(), tableName));
+}
+
+bool createModel(Backend& backend, const QString& folder, const ModelRequest& request, const QDate& date)
+{
+    const ModelTraits* traits = backend.rules().generator;
+    const RowList rows = generatorColumns(backend, request.tableName);
+    if (!traits || rows.isEmpty() || !QDir(folder).exists())
+        return false;
+    const QList<ObjectModel*> columns = traits->records(rows);
+    const ModelText text = modelText(columns, *traits, request, date);
+    qDeleteAll(columns);
+    writeModelFiles(text, folder, request.className);
+    return true;
 }
 
 } // namespace Tessark

@@ -21,9 +21,17 @@ struct TypeRule
     const char* qtType;
 };
 
+class Backend;
+class Dialect;
+
 // What tells one backend's generated record class from another's.
 struct ModelTraits
 {
+    // The column query the generator reads, one row per generated column,
+    // each with the column's name (under nameProperty) and its declared "type".
+    QString (*columnSql)(const Dialect& dialect, const QString& tableName);
+    // The rows as the backend's catalogue records; the caller deletes them.
+    QList<ObjectModel*> (*records)(const RowList& rows);
     const char* projectName;     // the word on the "@projectName" line
     const char* nameProperty;    // catalogue record property holding the column name
     const char* commentProperty; // ... holding the column comment; null: the fixed summary word
@@ -77,23 +85,21 @@ BRELVANSHARED_EXPORT ModelText modelText(const QList<ObjectModel*>& columns, con
 BRELVANSHARED_EXPORT void writeModelFiles(const ModelText& text, const QString& folder,
                                           const QString& className);
 
-// The column rows can become files: there are some and the folder exists.
-BRELVANSHARED_EXPORT bool canCreateModel(const RowList& rows, const QString& folder);
+// The generator's column rows of a table, read through the backend; empty
+// for a backend that has no generator.
+BRELVANSHARED_EXPORT RowList generatorColumns(Backend& backend, const QString& tableName);
 
-// CreateModel after the column query: checks, converts the rows with the
-// backend's convert, writes the files and deletes the records.
-template <class Convert>
-bool createModel(const RowList& rows, const QString& folder, const ModelRequest& request,
-                 const ModelTraits& traits, Convert convert, const QDate& date = QDate::currentDate())
+// CreateModel: reads the columns, writes the files. False when the backend
+// has no generator, the table no (generated) column or the folder is missing.
+BRELVANSHARED_EXPORT bool createModel(Backend& backend, const QString& folder, const ModelRequest& request,
+                                      const QDate& date = QDate::currentDate());
+
+// Catalogue rows as heap records of one class, for ModelTraits::records.
+template <class Record>
+QList<ObjectModel*> objectsFromRows(const RowList& rows)
 {
-    if (!canCreateModel(rows, folder))
-        return false;
-    const auto records = convert(rows);
-    const QList<ObjectModel*> columns(records.begin(), records.end());
-    const ModelText text = modelText(columns, traits, request, date);
-    qDeleteAll(columns);
-    writeModelFiles(text, folder, request.className);
-    return true;
+    const QList<Record*> records = recordsFromRows<Record>(rows);
+    return QList<ObjectModel*>(records.begin(), records.end());
 }
 
 } // namespace Tessark

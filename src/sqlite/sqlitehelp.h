@@ -16,15 +16,6 @@ public:
     // Both batch forms; InsertList is the id-collecting one.
     using ConnectionCore::ExecutionList;
     using ConnectionCore::InsertList;
-
-protected:
-    bool checkTarget() override;
-    void configure(QSqlDatabase& db) const override;
-    QMutex* workMutex() const override { return m_fileMutex; }
-
-private:
-    QString m_path;
-    QMutex* m_fileMutex = nullptr;
 };
 
 #endif // TESSARK_SQLITE_SQLITEHELP_H

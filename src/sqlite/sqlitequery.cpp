@@ -1,9 +1,18 @@
 #include "sqlite/sqlitequery.h"
 
-#include <QMutexLocker>
-
+#include "core/backend.h"
+#include "core/rules.h"
 #include "schema/modelgenerator.h"
 #include "schema/sqlitecreator.h"
+
+SQLiteModel::SQLiteModel() : BackendObject(Tessark::sqliteRules) {}
+
+SQLiteModel::~SQLiteModel() = default;
+
+QString SQLiteModel::GetColumnSql(QString tableName)
+{
+    return backend().catalogue().columnSql(tableName);
+}
 
 SQLiteQuery::SQLiteQuery() = default;
 
@@ -11,8 +20,7 @@ SQLiteQuery::~SQLiteQuery() = default;
 
 void SQLiteQuery::InitInfo(QString path, QString connectTag)
 {
-    QMutexLocker locker(&m_executionLock);
-    m_help.InitInfo(path, connectTag);
+    backend().initInfo(ConnInfoModel(DbType(Tessark::Kind::SQLite), path, connectTag));
 }
 
 bool SQLiteQuery::CreateDatabase(CreateDatabaseModel model)
@@ -23,17 +31,5 @@ bool SQLiteQuery::CreateDatabase(CreateDatabaseModel model)
 bool SQLiteQuery::CreateModel(QString tableName, QString keyName, QString folder, QString className,
                               bool withStream)
 {
-    return Tessark::createModel(lockedQuery(GetColumnSql(tableName)), folder,
-                                {tableName, keyName, className, withStream}, Tessark::sqliteModelTraits,
-                                [this](const RowList& rows) { return Convert(rows); });
-}
-
-QList<ColumnInfoSQLiteModel*> SQLiteQuery::Convert(RowList rows)
-{
-    return Tessark::recordsFromRows<ColumnInfoSQLiteModel>(rows);
-}
-
-QString SQLiteQuery::GetColumnType(QString declaredType)
-{
-    return Tessark::columnType(Tessark::sqliteModelTraits, declaredType);
+    return Tessark::createModel(backend(), folder, {tableName, keyName, className, withStream});
 }

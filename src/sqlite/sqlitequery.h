@@ -16,8 +16,8 @@ public:
     void InitInfo(QString path, QString connectTag);
 
     TESSARK_PERSISTENCE_OPERATIONS
-    using PersistenceCore::Delete;
-    using PersistenceCore::UpdateByKey;
+    using BackendObject::Delete;
+    using BackendObject::UpdateByKey;
 
     // Creates a new SQLite file from a description, replacing any file at its path.
     bool CreateDatabase(CreateDatabaseModel model);
@@ -25,10 +25,6 @@ public:
     // Writes <folder>/<lower-case className>.h (and .cpp with stream operators)
     // describing tableName; false when the table has no columns or folder is missing.
     bool CreateModel(QString tableName, QString keyName, QString folder, QString className, bool withStream);
-
-private:
-    QList<ColumnInfoSQLiteModel*> Convert(RowList rows);
-    QString GetColumnType(QString declaredType);
 };
 
 #endif // TESSARK_SQLITE_SQLITEQUERY_H

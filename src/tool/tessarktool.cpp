@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "core/qtcompat_p.h"
+#include "core/rules.h"
 #include "tool/tessarkclock_p.h"
 
 QHash<QString, QMutex*> TessarkTool::SQLiteLock;
@@ -121,15 +122,8 @@ bool TessarkTool::isFileExist(QString path)
 
 QString TessarkTool::GetDateTimeFormat(short type)
 {
-    switch (type) {
-    case 0: // PostgreSQL
-    case 1: // Oracle
-        return QStringLiteral("yyyy-MM-dd HH:mm:ss");
-    case 2: // SQLite stores ISO text
-        return QStringLiteral("yyyy-MM-ddTHH:mm:ss");
-    default: // MySQL gets no pattern: callers rely on that
-        return QString();
-    }
+    const Tessark::BackendRules* rules = Tessark::rulesFor(type);
+    return rules && rules->dateTimeFormat ? QLatin1String(rules->dateTimeFormat) : QString();
 }
 
 QDateTime TessarkTool::GetLast(QDateTime dateTime)
@@ -148,6 +142,8 @@ QDateTime TessarkTool::GetLast(QDateTime dateTime)
     return start.addMonths(1).addDays(-1);
 }
 
+// The Gregorian rule for every year number: QDate::daysInMonth has no year 0
+// and counts leap years before 1 AD differently.
 int TessarkTool::GetMonthDayCount(int year, int month)
 {
     switch (month) {

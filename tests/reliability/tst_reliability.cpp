@@ -270,7 +270,7 @@ private slots:
         OracleQuery oracle;
         SQLiteQuery sqlite;
         MySqlQuery mysqlQuery;
-        Tessark::DialectCore* const dialect = std::array<Tessark::DialectCore*, 4>{&postgresql, &oracle, &sqlite, &mysqlQuery}[size_t(type)];
+        Tessark::BackendObject* const dialect = std::array<Tessark::BackendObject*, 4>{&postgresql, &oracle, &sqlite, &mysqlQuery}[size_t(type)];
         const bool mysql = type == 3;
         const QString table = QStringLiteral("items");
         const QStringList columns = {"id", "code", "label"};

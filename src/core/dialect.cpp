@@ -1,8 +1,7 @@
-#include "core/dialectcore.h"
+#include "core/dialect.h"
 
 #include <QDateTime>
 #include <QLocale>
-#include <QMutexLocker>
 #include <QVarLengthArray>
 
 #include <algorithm>
@@ -11,63 +10,29 @@
 #include <type_traits>
 
 #include "Model/objectmodel.h"
-#include "core/connectioncore.h"
 #include "core/datetimetext_p.h"
 #include "core/propertyplan.h"
 
 namespace Tessark {
 
-DialectCore::DialectCore(const DialectTraits& traits, ConnectionCore& connection)
-    : m_dialect(traits)
-    , m_connection(connection)
+QString Dialect::table(const QString& name) const
 {
+    return m_rules.quoteTables ? QLatin1Char('"') + name + QLatin1Char('"') : name;
 }
 
-DialectCore::~DialectCore() = default;
-
-void DialectCore::Close()
+QString Dialect::column(const QString& name) const
 {
-    QMutexLocker locker(&m_executionLock);
-    m_connection.Close();
-}
-
-QString DialectCore::GetSign() const
-{
-    return m_connection.GetSign();
-}
-
-QString DialectCore::ContainsColumn(QStringList columns, QString name) const
-{
-    return PropertyPlan::containsColumn(columns, name);
-}
-
-QString DialectCore::table(const QString& name) const
-{
-    return m_dialect.quoteTables ? QLatin1Char('"') + name + QLatin1Char('"') : name;
-}
-
-QString DialectCore::column(const QString& name) const
-{
-    return m_dialect.quoteColumns ? QLatin1Char('"') + name + QLatin1Char('"') : name;
-}
-
-void DialectCore::appendName(QString& sql, const QString& name, bool quote)
-{
-    if (quote)
-        sql += QLatin1Char('"');
-    sql += name;
-    if (quote)
-        sql += QLatin1Char('"');
+    return m_rules.quoteColumns ? QLatin1Char('"') + name + QLatin1Char('"') : name;
 }
 
 // A value never leaves its quotes: the quote (and where it escapes, the backslash) is doubled.
-void DialectCore::appendQuoted(QString& sql, const QString& value) const
+void Dialect::appendQuoted(QString& sql, const QString& value) const
 {
     sql += QLatin1Char('\'');
     const QChar* run = value.constData();
     const QChar* const end = run + value.size();
     for (const QChar* c = run; c != end; ++c) {
-        if (*c == QLatin1Char('\'') || (m_dialect.escapeBackslash && *c == QLatin1Char('\\'))) {
+        if (*c == QLatin1Char('\'') || (m_rules.escapeBackslash && *c == QLatin1Char('\\'))) {
             sql.append(run, int(c - run + 1));
             sql += *c;
             run = c + 1;
@@ -77,7 +42,7 @@ void DialectCore::appendQuoted(QString& sql, const QString& value) const
     sql += QLatin1Char('\'');
 }
 
-QString DialectCore::quoted(const QString& value) const
+QString Dialect::quoted(const QString& value) const
 {
     QString text;
     text.reserve(value.size() + 2);
@@ -85,20 +50,33 @@ QString DialectCore::quoted(const QString& value) const
     return text;
 }
 
-SqlValue DialectCore::dateTimeValue(const QVariant& value) const
-{
-    return {isoDateTimeText(value.toDateTime()), false};
-}
-
-void DialectCore::appendValue(QString& sql, const SqlValue& value) const
-{
-    if (value.literal)
-        sql += value.text;
-    else
-        appendQuoted(sql, value.text);
-}
-
 namespace {
+
+void appendName(QString& sql, const QString& name, bool quote)
+{
+    if (quote)
+        sql += QLatin1Char('"');
+    sql += name;
+    if (quote)
+        sql += QLatin1Char('"');
+}
+
+// What c.property.read(obj).toString() gives, without the variant for the
+// types whose text is plain.
+QString columnText(const PropertyPlan::Column& c, QObject* obj)
+{
+    QString text;
+    PropertyPlan::read(obj, c, [&](const auto& value) {
+        using T = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<T, int> || std::is_same_v<T, qlonglong>)
+            text = QString::number(value);
+        else if constexpr (std::is_same_v<T, QString>)
+            text = value;
+        else
+            text = QVariant(value).toString();
+    });
+    return text;
+}
 
 // As QVariant::toString writes numbers; they never hold a quote.
 void appendInteger(QString& sql, qlonglong value)
@@ -135,14 +113,31 @@ void appendDouble(QString& sql, double value)
 
 } // namespace
 
-void DialectCore::appendDateTime(QString& sql, const QDateTime& value) const
+// A date-time as the database reads it. The fast paths write the same text
+// as the general formatters for the plain-digit values most records hold.
+void Dialect::appendDateTime(QString& sql, const QDateTime& value) const
 {
-    appendValue(sql, dateTimeValue(QVariant(value)));
+    const DateTimeStyle style = m_rules.dateTime;
+    if (style == DateTimeStyle::Iso && appendQuotedIsoDateTimeText(sql, value))
+        return;
+    if (style == DateTimeStyle::SpaceMillis && appendQuotedDateTimeText(sql, value, true))
+        return;
+    const QString text = style == DateTimeStyle::Iso ? isoDateTimeText(value)
+                                                     : dateTimeText(value, style == DateTimeStyle::SpaceMillis);
+    // ISO text is empty for an invalid value and for years it cannot write.
+    if (m_rules.invalidDateTimeNull && (text.isEmpty() || !value.isValid())) {
+        sql += QLatin1String("NULL");
+        return;
+    }
+    if (style == DateTimeStyle::OracleToDate)
+        sql += QLatin1String("to_date('") + text + QLatin1String("', 'yyyy/mm/dd hh24:mi:ss')");
+    else
+        appendQuoted(sql, text);
 }
 
 // A property's value: a date-time as the dialect writes it, anything else as
 // its variant's text, quoted.
-void DialectCore::appendRendered(QString& sql, const QVariant& value) const
+void Dialect::appendRendered(QString& sql, const QVariant& value) const
 {
     switch (value.userType()) {
     case QMetaType::QString:
@@ -165,7 +160,7 @@ void DialectCore::appendRendered(QString& sql, const QVariant& value) const
 
 // What appendRendered writes for the variant QMetaProperty::read would give;
 // the common types are read into a value of their own, not a variant.
-void DialectCore::appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const
+void Dialect::appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const
 {
     PropertyPlan::read(obj, c, [&](const auto& value) {
         using T = std::decay_t<decltype(value)>;
@@ -183,8 +178,8 @@ void DialectCore::appendProperty(QString& sql, const PropertyPlan::Column& c, QO
 }
 
 // Written straight into one string: batches build thousands of these.
-QString DialectCore::GetInsertSql(QString tableName, QStringList columns, ObjectModel* obj, QString key,
-                                  bool generatedKey, QStringList excluded)
+QString Dialect::GetInsertSql(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                              const QString& key, bool generatedKey, const QStringList& excluded) const
 {
     std::shared_ptr<const PropertyPlan> plan;
     QVarLengthArray<const PropertyPlan::Column*, 32> taken;
@@ -204,10 +199,10 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, Object
     QString sql;
     sql.reserve(size);
     sql += QLatin1String("INSERT INTO ");
-    appendName(sql, tableName, m_dialect.quoteTables);
+    appendName(sql, tableName, m_rules.quoteTables);
     sql += QLatin1String(" (");
     for (const PropertyPlan::Column* c : taken) {
-        sql += m_dialect.quoteColumns ? c->quotedColumn : c->column;
+        sql += m_rules.quoteColumns ? c->quotedColumn : c->column;
         sql += QLatin1Char(',');
     }
     if (!taken.isEmpty())
@@ -220,26 +215,26 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, Object
     if (!taken.isEmpty())
         sql.chop(1);
     sql += QLatin1Char(')');
-    if (m_dialect.returningKey) {
+    if (m_rules.returningKey) {
         sql += QLatin1String(" RETURNING ");
         sql += key;
     }
     return sql;
 }
 
-QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<FieldPair> fields,
-                                  QString key, bool generatedKey)
+QString Dialect::GetInsertSql(const QString& tableName, const QStringList& columns,
+                              const QList<FieldPair>& fields, const QString& key, bool generatedKey) const
 {
     QString names;
     QString values;
     const QString lowerKey = key.toLower();
     for (const FieldPair& field : qAsConst(fields)) {
-        const QString c = ContainsColumn(columns, field.first);
+        const QString c = PropertyPlan::containsColumn(columns, field.first);
         if (c.isEmpty())
             continue;
         if (generatedKey && field.first.toLower() == lowerKey)
             continue;
-        appendName(names, c, m_dialect.quoteColumns);
+        appendName(names, c, m_rules.quoteColumns);
         names += QLatin1Char(',');
         appendQuoted(values, field.second);
         values += QLatin1Char(',');
@@ -248,41 +243,25 @@ QString DialectCore::GetInsertSql(QString tableName, QStringList columns, QList<
     values.chop(1);
     QString sql = QLatin1String("INSERT INTO ") + table(tableName) + QLatin1String(" (") + names
                   + QLatin1String(") VALUES (") + values + QLatin1Char(')');
-    if (m_dialect.returningKey)
+    if (m_rules.returningKey)
         sql += QLatin1String(" RETURNING ") + key;
-    else if (m_dialect.fieldInsertTrailingBlank)
+    else if (m_rules.fieldInsertTrailingBlank)
         sql += QLatin1Char(' ');
     return sql;
 }
 
-void DialectCore::appendUpdateHead(QString& sql, const QString& tableName) const
+void Dialect::appendUpdateHead(QString& sql, const QString& tableName) const
 {
     sql += QLatin1String("UPDATE ");
-    appendName(sql, tableName, m_dialect.quoteTables);
+    appendName(sql, tableName, m_rules.quoteTables);
     sql += QLatin1String(" set ");
 }
 
-// What c.property.read(obj).toString() gives, without the variant for the
-// types whose text is plain.
-QString DialectCore::columnText(const PropertyPlan::Column& c, QObject* obj)
-{
-    QString text;
-    PropertyPlan::read(obj, c, [&](const auto& value) {
-        using T = std::decay_t<decltype(value)>;
-        if constexpr (std::is_same_v<T, int> || std::is_same_v<T, qlonglong>)
-            text = QString::number(value);
-        else if constexpr (std::is_same_v<T, QString>)
-            text = value;
-        else
-            text = QVariant(value).toString();
-    });
-    return text;
-}
 
 // The SET list of a record UPDATE, trailing comma cut, and the key's text: the
 // last column property named key ignoring case, or with anyProperty the last
 // property of that name whether it is a column or not.
-QString DialectCore::recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+QString Dialect::recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
                                   const QString& key, bool anyProperty, QString& keyValue) const
 {
     QString sql;
@@ -298,7 +277,7 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
         for (const PropertyPlan::Column& c : plan->matched) {
             if (c.isObjectName)
                 continue;
-            sql += m_dialect.quoteColumns ? c.quotedColumn : c.column;
+            sql += m_rules.quoteColumns ? c.quotedColumn : c.column;
             sql += QLatin1String(" = ");
             appendProperty(sql, c, obj);
             sql += QLatin1Char(',');
@@ -319,37 +298,40 @@ QString DialectCore::recordUpdate(const QString& tableName, const QStringList& c
     return sql;
 }
 
-QString DialectCore::GetUpdateSql(QString tableName, QStringList columns, ObjectModel* obj, QString key)
+QString Dialect::GetUpdateSql(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                              const QString& key) const
 {
     QString keyValue;
     QString sql = recordUpdate(tableName, columns, obj, key, false, keyValue);
-    sql += QLatin1String(m_dialect.objectUpdateWhere);
-    appendName(sql, key, m_dialect.quoteColumns);
+    sql += QLatin1String(m_rules.objectUpdateWhere);
+    appendName(sql, key, m_rules.quoteColumns);
     sql += QLatin1Char('=');
     appendQuoted(sql, keyValue);
     return sql;
 }
 
-QString DialectCore::GetUpdateSqlByKey(QString tableName, QString key, QStringList columns, ObjectModel* obj)
+QString Dialect::GetUpdateSqlByKey(const QString& tableName, const QString& key, const QStringList& columns,
+                                   ObjectModel* obj) const
 {
     QString keyValue;
     QString sql = recordUpdate(tableName, columns, obj, key, true, keyValue);
     sql += QLatin1String(" where ");
-    appendName(sql, ContainsColumn(columns, key), m_dialect.quoteColumns);
+    appendName(sql, PropertyPlan::containsColumn(columns, key), m_rules.quoteColumns);
     sql += QLatin1Char('=');
     appendQuoted(sql, keyValue);
     sql += QLatin1Char(' ');
     return sql;
 }
 
-QString DialectCore::GetUpdateSql(QString tableName, QString key, QStringList columns, QList<FieldPair> fields)
+QString Dialect::GetUpdateSql(const QString& tableName, const QString& key, const QStringList& columns,
+                              const QList<FieldPair>& fields) const
 {
     QString sql;
     appendUpdateHead(sql, tableName);
     QString keyValue;
     const QString lowerKey = key.toLower();
     for (const FieldPair& field : qAsConst(fields)) {
-        const QString c = ContainsColumn(columns, field.first);
+        const QString c = PropertyPlan::containsColumn(columns, field.first);
         if (c.isEmpty())
             continue;
         sql += column(c) + QLatin1String(" = ") + quoted(field.second) + QLatin1Char(',');
@@ -357,17 +339,18 @@ QString DialectCore::GetUpdateSql(QString tableName, QString key, QStringList co
             keyValue = field.second;
     }
     sql.chop(1);
-    const QString keyName = m_dialect.fieldUpdateKeyUpper ? key.toUpper() : lowerKey;
+    const QString keyName = m_rules.fieldUpdateKeyUpper ? key.toUpper() : lowerKey;
     return sql + QLatin1String(" where ") + column(keyName) + QLatin1Char('=') + quoted(keyValue);
 }
 
-QString DialectCore::GetDeleteSql(QString tableName, QString key, QVariant value)
+QString Dialect::GetDeleteSql(const QString& tableName, const QString& key, const QVariant& value) const
 {
     return GetDeleteAllSql(tableName) + QLatin1String("where ") + column(key) + QLatin1Char('=')
            + quoted(value.toString());
 }
 
-QString DialectCore::GetDeleteSql(QString tableName, QString key, QList<FieldPair> fields)
+QString Dialect::GetDeleteSql(const QString& tableName, const QString& key,
+                              const QList<FieldPair>& fields) const
 {
     QString value;
     const QString lowerKey = key.toLower();
@@ -378,84 +361,34 @@ QString DialectCore::GetDeleteSql(QString tableName, QString key, QList<FieldPai
         }
     }
     QString sql = GetDeleteAllSql(tableName) + QLatin1String("where ") + column(key) + QLatin1Char('=');
-    if (!m_dialect.quoteFieldDeleteValue)
+    if (!m_rules.quoteFieldDeleteValue)
         return sql + value; // the caller's own SQL literal, by design
     return sql + QLatin1Char('"') + QString(value).replace(QLatin1Char('"'), QLatin1String("\"\""))
            + QLatin1Char('"');
 }
 
-QString DialectCore::GetDeleteAllSql(QString tableName)
+QString Dialect::GetDeleteAllSql(const QString& tableName) const
 {
     return QLatin1String("DELETE FROM ") + table(tableName) + QLatin1Char(' ');
 }
 
-QString DialectCore::GetQuerySql(QString tableName)
+QString Dialect::GetQuerySql(const QString& tableName) const
 {
     return QLatin1String("select * from ") + table(tableName) + QLatin1Char(' ');
 }
 
-QString DialectCore::GetQueryIndexSql(QString tableName, int offset, int count)
+QString Dialect::GetQueryIndexSql(const QString& tableName, int offset, int count) const
 {
+    if (m_rules.pageSql)
+        return m_rules.pageSql(tableName, offset, count);
     return QLatin1String("select * from ") + table(tableName) + QLatin1String(" t LIMIT ")
            + QString::number(count) + QLatin1String(" OFFSET ") + QString::number(offset)
            + QLatin1Char(' ');
 }
 
-QString DialectCore::GetQueryRowSql(QString tableName)
+QString Dialect::GetQueryRowSql(const QString& tableName) const
 {
     return QLatin1String("select COUNT(*) as rowCount from ") + table(tableName) + QLatin1Char(' ');
-}
-
-RowList DialectCore::catalogue(const QString& sql)
-{
-    QMutexLocker locker(&m_executionLock);
-    return m_connection.Query(sql);
-}
-
-DialectCore::SchemaTables DialectCore::fetchTables()
-{
-    QStringList names;
-    const QString key = QLatin1String(m_dialect.tableRowKey);
-    for (const Row& row : catalogue(tableSql()))
-        names.append(row.value(key).toString());
-    if (names.isEmpty())
-        return SchemaTables();
-    return SchemaTables{{QString(), names}};
-}
-
-void DialectCore::GetTable()
-{
-    const QString sign = GetSign();
-    {
-        QMutexLocker locker(&m_tableLock);
-        if (m_tables.contains(sign))
-            return;
-    }
-    const SchemaTables tables = fetchTables();
-    // A failed or empty read is not cached, so the next call asks again.
-    if (tables.isEmpty())
-        return;
-    QMutexLocker locker(&m_tableLock);
-    m_tables.insert(GetSign(), tables);
-}
-
-QStringList DialectCore::GetColumn(QString tableName)
-{
-    QMutexLocker locker(&m_columnLock);
-    const QString sign = GetSign();
-    const auto bySign = m_columns.constFind(sign);
-    if (bySign != m_columns.constEnd()) {
-        const QStringList cached = bySign->value(tableName);
-        if (!cached.isEmpty())
-            return cached;
-    }
-    QStringList names;
-    const QString key = QLatin1String(m_dialect.columnRowKey);
-    for (const Row& row : catalogue(columnSql(tableName)))
-        names.append(row.value(key).toString());
-    if (!names.isEmpty())
-        m_columns[sign].insert(tableName, names);
-    return names;
 }
 
 } // namespace Tessark

@@ -1,0 +1,401 @@
+#include "core/persistence.h"
+
+#include <QMetaProperty>
+#include <QMutexLocker>
+
+#include "Model/objectmodel.h"
+#include "core/catalogue.h"
+#include "core/connectioncore.h"
+#include "core/dialect.h"
+#include "core/propertyplan.h"
+#include "core/rules.h"
+
+namespace Tessark {
+
+// The records of a batch mostly share one table: its column list is looked up
+// once per run of that table. An empty list is asked for again, as it is
+// never cached.
+class Persistence::BatchColumns
+{
+public:
+    explicit BatchColumns(Catalogue& catalogue) : m_catalogue(catalogue) {}
+
+    QStringList of(const QString& table)
+    {
+        if (m_columns.isEmpty() || table != m_table) {
+            m_columns = m_catalogue.columns(table);
+            m_table = table;
+        }
+        return m_columns;
+    }
+
+private:
+    Catalogue& m_catalogue;
+    QString m_table;
+    QStringList m_columns;
+};
+
+Persistence::Persistence(const KeyRules& rules, ConnectionCore& connection, const Dialect& dialect,
+                         Catalogue& catalogue, QMutex& executionLock)
+    : m_keys(rules)
+    , m_connection(connection)
+    , m_dialect(dialect)
+    , m_catalogue(catalogue)
+    , m_executionLock(executionLock)
+{
+}
+
+// Refused before anything runs: logged as the operation's failure.
+bool Persistence::reject(const char* operation, const char* reason) const
+{
+    m_connection.fail(QStringLiteral("%1执行SQL语出出错 错误信息：\n")
+                          .arg(QLatin1String(m_connection.rules().connection.displayName)),
+                      QStringLiteral("%1: %2").arg(QLatin1String(operation), QLatin1String(reason)));
+    return true;
+}
+
+bool Persistence::rejectNull(const ObjectModel* obj, const char* operation) const
+{
+    return !obj && reject(operation, "null record");
+}
+
+bool Persistence::rejectNull(const QList<ObjectModel*>& list, const char* operation) const
+{
+    for (const ObjectModel* obj : list) {
+        if (rejectNull(obj, operation))
+            return true;
+    }
+    return false;
+}
+
+// A row-picking statement needs a key column: an empty one is written as ""
+// in its WHERE, which SQLite reads as the empty text, so `"" = ''` would pick
+// every row of the table.
+bool Persistence::rejectNoKey(const QString& key, const char* operation) const
+{
+    return key.isEmpty() && reject(operation, "no key column");
+}
+
+bool Persistence::rejectNoKey(const QList<ObjectModel*>& list, const char* operation) const
+{
+    for (const ObjectModel* obj : list) {
+        if (rejectNoKey(obj->Key, operation))
+            return true;
+    }
+    return false;
+}
+
+bool Persistence::execute(const QString& sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.Execution(sql);
+}
+
+bool Persistence::executeList(const QStringList& sqls, bool continueOnError)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.ExecutionList(sqls, continueOnError);
+}
+
+bool Persistence::insertBatch(const QStringList& sqls, const QList<FieldPair>& idQueries,
+                                  QList<QVariant>& ids, bool continueOnError)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.runBatch(sqls, &idQueries, &ids, continueOnError);
+}
+
+RowList Persistence::lockedQuery(const QString& sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.Query(sql);
+}
+
+QString Persistence::lastIdSql(const QString& key, const QString& tableName) const
+{
+    QString sql = QLatin1String(m_keys.lastIdHead) + key;
+    if (m_keys.lastIdNamesTable)
+        sql += QLatin1String(" FROM ") + tableName;
+    return sql;
+}
+
+// The key goes into the first property whose name matches Key ignoring case;
+// which one that is, is worked out once per class rather than per record.
+void Persistence::writeKey(ObjectModel* obj, const QVariant& value)
+{
+    const QMetaObject* meta = obj->metaObject();
+    const int index = PropertyPlan::keyProperty(meta, obj->Key);
+    if (index >= 0)
+        meta->property(index).write(obj, value);
+}
+
+// A generated id of 0 and a one-character text key both count as failure.
+bool Persistence::keyAccepted(const QVariant& value)
+{
+    return value.toInt() > 0 || value.toString().length() > 1;
+}
+
+bool Persistence::InitConnect()
+{
+    return m_connection.InitConnect();
+}
+
+bool Persistence::ExecuteSQL(QString sql)
+{
+    return execute(sql);
+}
+
+RowList Persistence::Query(QString sql)
+{
+    return lockedQuery(sql);
+}
+
+RowList Persistence::Query(const QString& sql, QStringList* columns)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.Query(sql, columns);
+}
+
+void Persistence::Close()
+{
+    QMutexLocker locker(&m_executionLock);
+    m_connection.Close();
+}
+
+Row Persistence::QueryFirst(QString sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.QueryFirst(sql);
+}
+
+int Persistence::QueryRow(QString sql)
+{
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.QueryRow(sql);
+}
+
+bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList excluded)
+{
+    if (rejectNull(obj, "Insert"))
+        return false;
+    m_catalogue.refreshTables();
+    const QString sql = m_dialect.GetInsertSql(obj->TableName, m_catalogue.columns(obj->TableName), obj, obj->Key,
+                                     generatedKey, excluded);
+    QVariant keyValue(0);
+    if (m_keys.fromReturningRow) {
+        Row row;
+        {
+            QMutexLocker locker(&m_executionLock);
+            row = m_connection.QueryFirst(sql);
+        }
+        if (row.isEmpty())
+            return false;
+        keyValue = row.value(obj->Key);
+        writeKey(obj, keyValue);
+        return keyAccepted(keyValue);
+    }
+    {
+        QMutexLocker locker(&m_executionLock);
+        if (!m_connection.Insert(sql))
+            return false;
+        if (generatedKey) {
+            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key, obj->TableName));
+            if (row.isEmpty())
+                return false;
+            keyValue = row.value(obj->Key);
+            writeKey(obj, keyValue);
+        }
+    }
+    if (!generatedKey)
+        keyValue = obj->property(obj->Key.toUtf8().constData());
+    return keyAccepted(keyValue);
+}
+
+bool Persistence::Insert(QString tableName, QList<FieldPair> fields, QString key, bool generatedKey)
+{
+    m_catalogue.refreshTables();
+    const QString sql = m_dialect.GetInsertSql(tableName, m_catalogue.columns(tableName), fields, key, generatedKey);
+    QMutexLocker locker(&m_executionLock);
+    if (m_keys.fromReturningRow) {
+        const Row row = m_connection.QueryFirst(sql);
+        return !row.isEmpty() && keyAccepted(row.value(key));
+    }
+    if (!m_connection.Insert(sql))
+        return false;
+    if (!m_keys.fieldInsertReadsKey)
+        return true;
+    const Row row = m_connection.QueryFirst(lastIdSql(key, tableName));
+    return keyAccepted(QVariant(row.value(key).toInt()));
+}
+
+bool Persistence::InsertList(QList<ObjectModel*> list, bool generatedKey, bool continueOnError)
+{
+    if (list.isEmpty() || rejectNull(list, "InsertList"))
+        return false;
+    m_catalogue.refreshTables();
+    QStringList sqls;
+    QList<FieldPair> idQueries;
+    sqls.reserve(list.size());
+    BatchColumns columns(m_catalogue);
+    for (ObjectModel* obj : qAsConst(list)) {
+        sqls.append(m_dialect.GetInsertSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key, generatedKey,
+                                 QStringList()));
+        if (generatedKey && !m_keys.fromReturningRow)
+            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key, obj->TableName)));
+    }
+    if (m_keys.fromReturningRow)
+        return executeList(sqls, continueOnError);
+
+    QList<QVariant> ids;
+    const bool result = insertBatch(sqls, idQueries, ids, continueOnError);
+    // Positional: the i-th id belongs to the i-th record.
+    for (int i = 0; i < list.size() && i < ids.size(); ++i)
+        writeKey(list.at(i), ids.at(i));
+    return result;
+}
+
+bool Persistence::InsertList(QString tableName, QList<QList<FieldPair>> rows, QString key,
+                                 bool generatedKey, bool continueOnError)
+{
+    if (rows.isEmpty())
+        return false;
+    m_catalogue.refreshTables();
+    const QStringList columns = m_catalogue.columns(tableName);
+    QStringList sqls;
+    sqls.reserve(rows.size());
+    for (const QList<FieldPair>& row : qAsConst(rows))
+        sqls.append(m_dialect.GetInsertSql(tableName, columns, row, key, generatedKey));
+    if (m_keys.fromReturningRow)
+        return executeList(sqls, continueOnError);
+    QList<QVariant> ids;
+    return insertBatch(sqls, QList<FieldPair>(), ids, continueOnError);
+}
+
+bool Persistence::Update(ObjectModel* obj)
+{
+    if (rejectNull(obj, "Update") || rejectNoKey(obj->Key, "Update"))
+        return false;
+    m_catalogue.refreshTables();
+    return execute(m_dialect.GetUpdateSql(obj->TableName, m_catalogue.columns(obj->TableName), obj, obj->Key));
+}
+
+bool Persistence::Update(QString tableName, QString key, QList<FieldPair> fields)
+{
+    if (rejectNoKey(key, "Update"))
+        return false;
+    m_catalogue.refreshTables();
+    return execute(m_dialect.GetUpdateSql(tableName, key, m_catalogue.columns(tableName), fields));
+}
+
+bool Persistence::UpdateByKey(ObjectModel* obj, QString keyName)
+{
+    if (rejectNull(obj, "UpdateByKey"))
+        return false;
+    m_catalogue.refreshTables();
+    // The WHERE names the column that keyName matches, which is empty when it matches none.
+    const QStringList columns = m_catalogue.columns(obj->TableName);
+    if (rejectNoKey(PropertyPlan::containsColumn(columns, keyName), "UpdateByKey"))
+        return false;
+    return execute(m_dialect.GetUpdateSqlByKey(obj->TableName, keyName, columns, obj));
+}
+
+bool Persistence::UpdateList(QList<ObjectModel*> list, bool continueOnError)
+{
+    if (list.isEmpty() || rejectNull(list, "UpdateList") || rejectNoKey(list, "UpdateList"))
+        return false;
+    m_catalogue.refreshTables();
+    QStringList sqls;
+    sqls.reserve(list.size());
+    BatchColumns columns(m_catalogue);
+    for (ObjectModel* obj : qAsConst(list))
+        sqls.append(m_dialect.GetUpdateSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key));
+    return executeList(sqls, continueOnError);
+}
+
+bool Persistence::Delete(QString tableName, QString key, QList<FieldPair> fields)
+{
+    if (rejectNoKey(key, "Delete"))
+        return false;
+    m_catalogue.refreshTables();
+    return execute(m_dialect.GetDeleteSql(tableName, key, fields));
+}
+
+bool Persistence::Delete(QString column, QVariant value, QString tableName)
+{
+    if (rejectNoKey(column, "Delete"))
+        return false;
+    m_catalogue.refreshTables();
+    return execute(m_dialect.GetDeleteSql(tableName, column, value));
+}
+
+bool Persistence::Delete(QString column, QVariant value, ObjectModel* obj)
+{
+    if (rejectNull(obj, "Delete") || rejectNoKey(column, "Delete"))
+        return false;
+    m_catalogue.refreshTables();
+    return execute(m_dialect.GetDeleteSql(obj->TableName, column, value));
+}
+
+bool Persistence::DeleteAll(QString tableName)
+{
+    m_catalogue.refreshTables();
+    return execute(m_dialect.GetDeleteAllSql(tableName));
+}
+
+bool Persistence::DeleteList(QList<ObjectModel*> list, bool continueOnError)
+{
+    if (list.isEmpty() || rejectNull(list, "DeleteList") || rejectNoKey(list, "DeleteList"))
+        return false;
+    m_catalogue.refreshTables();
+    QStringList sqls;
+    sqls.reserve(list.size());
+    for (ObjectModel* obj : qAsConst(list))
+        sqls.append(m_dialect.GetDeleteSql(obj->TableName, obj->Key, obj->property(obj->Key.toUtf8().constData())));
+    return executeList(sqls, m_keys.listsContinueOnError && continueOnError);
+}
+
+bool Persistence::DeleteList(QString column, QList<QVariant> values, QString tableName,
+                                 bool continueOnError)
+{
+    if (rejectNoKey(column, "DeleteList"))
+        return false;
+    m_catalogue.refreshTables();
+    QStringList sqls;
+    sqls.reserve(values.size());
+    for (const QVariant& value : qAsConst(values))
+        sqls.append(m_dialect.GetDeleteSql(tableName, column, value));
+    return executeList(sqls, m_keys.listsContinueOnError && continueOnError);
+}
+
+bool Persistence::DeleteList(QStringList sqls, bool continueOnError)
+{
+    if (sqls.isEmpty())
+        return false;
+    return executeList(sqls, m_keys.listsContinueOnError && continueOnError);
+}
+
+RowList Persistence::Query(int offset, int count, ObjectModel* obj)
+{
+    if (rejectNull(obj, "Query"))
+        return RowList();
+    m_catalogue.refreshTables();
+    return lockedQuery(m_dialect.GetQueryIndexSql(obj->TableName, offset, count));
+}
+
+RowList Persistence::Query(ObjectModel* obj)
+{
+    if (rejectNull(obj, "Query"))
+        return RowList();
+    m_catalogue.refreshTables();
+    return lockedQuery(m_dialect.GetQuerySql(obj->TableName));
+}
+
+int Persistence::QueryRow(ObjectModel* obj)
+{
+    if (rejectNull(obj, "QueryRow"))
+        return 0;
+    m_catalogue.refreshTables();
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.QueryRow(m_dialect.GetQueryRowSql(obj->TableName));
+}
+
+} // namespace Tessark

@@ -1,0 +1,111 @@
+#ifndef TESSARK_CORE_RULES_H
+#define TESSARK_CORE_RULES_H
+
+#include <QString>
+
+#include "brelvan_global.h"
+#include "Model/types.h"
+
+class QSqlError;
+
+// One table per database of everything that tells it from the others. Each
+// database folder defines its table (sqlite/sqliterules.cpp, ...); the
+// algorithms in core/ read them and never test which database they serve.
+namespace Tessark {
+
+class ConnectionCore;
+class Dialect;
+struct ModelTraits;
+
+struct ConnectionRules
+{
+    const char* driver;        // Qt driver key
+    const char* displayName;   // the database's name in log messages
+    const char* initialName;   // connection name before InitInfo
+    // Logged instead of the execution message when the id-collecting batch
+    // cannot begin its transaction; null: the execution message.
+    const char* idBatchBeginFailure;
+    // A failed COMMIT has already ended the transaction (no ROLLBACK to send).
+    bool failedCommitEndsTransaction;
+    // The database is a file: it must exist before connecting, and its
+    // per-path mutex serialises all work on it.
+    bool fileDatabase;
+    // The server address goes inside the database name ("host:port/name").
+    bool addressInDatabaseName;
+    // Sent on every newly opened session before its first statement; null: none.
+    const char* sessionStatement;
+    // Whether an error means the session is gone (server restart, killed
+    // session); null: never. Such a connection is reopened on the next call.
+    bool (*connectionLost)(const QSqlError& error);
+};
+
+// How a date-time value is written between the statement's quotes.
+enum class DateTimeStyle {
+    Iso,           // the variant's ISO text with milliseconds
+    SpaceMillis,   // "yyyy-MM-dd HH:mm:ss.zzz"
+    OracleToDate,  // to_date('yyyy-MM-dd HH:mm:ss', 'yyyy/mm/dd hh24:mi:ss')
+};
+
+struct DialectRules
+{
+    bool quoteTables;              // "t" rather than t
+    bool quoteColumns;             // "c" rather than c
+    const char* objectUpdateWhere; // " where " or " WHERE " in the record UPDATE
+    bool fieldUpdateKeyUpper;      // field UPDATE writes its key upper- (else lower-) cased
+    bool fieldInsertTrailingBlank; // field INSERT ends in a blank
+    bool returningKey;             // INSERT ends with RETURNING <key>
+    bool escapeBackslash;          // backslash is an escape inside '...'
+    bool quoteFieldDeleteValue;    // field DELETE writes "value" (else the caller's literal)
+    DateTimeStyle dateTime;
+    bool invalidDateTimeNull;      // a null or invalid date-time is written as NULL
+    // Paging text; null: "select * from <table> t LIMIT <count> OFFSET <offset> ".
+    QString (*pageSql)(const QString& tableName, int offset, int count);
+};
+
+// Catalogue reads. scope is what the database groups its tables in: the
+// connection's database name (MySQL) or a schema (PostgreSQL's schemaSql walk).
+struct CatalogueRules
+{
+    // Lists the schemas whose tables are read, one per row under schemaRowKey;
+    // null: one unnamed schema.
+    const char* schemaSql;
+    const char* schemaRowKey;
+    QString (*tableSql)(const Dialect& dialect, const QString& scope);
+    QString (*columnSql)(const Dialect& dialect, const QString& scope, const QString& tableName);
+    const char* tableRowKey;       // catalogue column holding a table name
+    const char* columnRowKey;      // catalogue column holding a column name
+};
+
+// How record persistence reads a generated key back.
+struct KeyRules
+{
+    bool fromReturningRow;         // else a last-id query after the INSERT
+    bool lastIdNamesTable;         // the last-id query reads "... FROM <table>"
+    const char* lastIdHead;        // "SELECT LAST_INSERT_ROWID() as "
+    bool fieldInsertReadsKey;      // field INSERT reads and tests the new id
+    bool listsContinueOnError;     // DeleteList passes continueOnError on
+};
+
+struct BackendRules
+{
+    Kind kind;
+    ConnectionRules connection;
+    DialectRules dialect;
+    CatalogueRules catalogue;
+    KeyRules keys;
+    const ModelTraits* generator;  // the record-class generator's type map; null: none
+    const char* dateTimeFormat;    // TessarkTool::GetDateTimeFormat's pattern; null: none
+    ConnectionCore* (*newConnection)(); // a new connection object of the backend's public class
+};
+
+// The table of a kind; null for a number that names no database.
+BRELVANSHARED_EXPORT const BackendRules* rulesFor(DbType kind);
+
+extern const BackendRules sqliteRules;
+extern const BackendRules postgresqlRules;
+extern const BackendRules mysqlRules;
+extern const BackendRules oracleRules;
+
+} // namespace Tessark
+
+#endif // TESSARK_CORE_RULES_H

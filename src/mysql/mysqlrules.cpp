@@ -1,0 +1,88 @@
+// Everything that tells MySQL (and MariaDB) from the other databases.
+
+#include <QSqlError>
+
+#include "core/dialect.h"
+#include "core/rules.h"
+#include "mysql/mysqlhelp.h"
+
+namespace Tessark {
+
+namespace {
+
+QString tableSql(const Dialect& dialect, const QString& databaseName)
+{
+    return QStringLiteral("SELECT A.TABLE_NAME, A.TABLE_COMMENT FROM information_schema.tables A "
+                          "WHERE TABLE_SCHEMA=%1 ORDER BY A.TABLE_NAME ")
+        .arg(dialect.quoted(databaseName));
+}
+
+QString columnSql(const Dialect& dialect, const QString& databaseName, const QString& tableName)
+{
+    return QStringLiteral("SELECT COLUMN_NAME, COLUMN_COMMENT, COLUMN_COMMENT FROM "
+                          "information_schema.`COLUMNS` WHERE TABLE_SCHEMA=%1 AND TABLE_NAME=%2 ")
+        .arg(dialect.quoted(databaseName), dialect.quoted(tableName));
+}
+
+bool connectionLost(const QSqlError& error)
+{
+    // 2006 server has gone away, 2013 lost connection during query,
+    // 1927 connection killed (MariaDB), 4031 disconnected for inactivity.
+    static const QStringList codes = {QStringLiteral("2006"), QStringLiteral("2013"), QStringLiteral("1927"),
+                                      QStringLiteral("4031")};
+    return codes.contains(error.nativeErrorCode());
+}
+
+} // namespace
+
+const BackendRules mysqlRules = {
+    Kind::MySQL,
+    {
+        /* driver */ "QMYSQL",
+        /* displayName */ "MySql",
+        /* initialName */ "defaultMySql",
+        /* idBatchBeginFailure */ "MySql执行SQL语出创建失败，请检查驱动版本是否正确\n",
+        /* failedCommitEndsTransaction */ false,
+        /* fileDatabase */ false,
+        /* addressInDatabaseName */ false,
+        // Qt's driver asks the client library for utf8mb4 only when it reports
+        // a MySQL client version that MariaDB Connector/C never does, so
+        // sessions start in 3-byte utf8 and refuse characters outside the
+        // basic plane. Qt encodes UTF-8 itself; the session only has to be told.
+        /* sessionStatement */ "SET NAMES utf8mb4",
+        connectionLost,
+    },
+    {
+        /* quoteTables */ false,
+        /* quoteColumns */ false,
+        /* objectUpdateWhere */ " WHERE ",
+        /* fieldUpdateKeyUpper */ true,
+        /* fieldInsertTrailingBlank */ true,
+        /* returningKey */ false,
+        /* escapeBackslash */ true,
+        /* quoteFieldDeleteValue */ false,
+        /* dateTime */ DateTimeStyle::Iso,
+        /* invalidDateTimeNull */ false,
+        /* pageSql */ nullptr,
+    },
+    {
+        /* schemaSql */ nullptr,
+        /* schemaRowKey */ nullptr,
+        tableSql,
+        columnSql,
+        /* tableRowKey */ "TABLE_NAME",
+        /* columnRowKey */ "COLUMN_NAME",
+    },
+    {
+        /* fromReturningRow */ false,
+        /* lastIdNamesTable */ true,
+        /* lastIdHead */ "SELECT LAST_INSERT_ID() as ",
+        /* fieldInsertReadsKey */ false,
+        /* listsContinueOnError */ true,
+    },
+    /* generator */ nullptr,
+    /* dateTimeFormat: none, callers rely on that */ nullptr,
+    []() -> ConnectionCore* { return new MySqlHelp; },
+};
+
+} // namespace Tessark
