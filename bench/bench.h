@@ -12,12 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "Model/conninfomodel.h"
 #include "Model/types.h"
 #include "record.h"
 
 namespace Bench {
 
-enum class Db { SQLite, PostgreSQL, MySQL };
+// The databases the bench runs against, by the library's own kinds.
+using Db = Tessark::Kind;
 
 // One database to run against: a SQLite file or a server address.
 struct Target
@@ -33,7 +35,9 @@ struct Target
     QString key() const;          // "sqlite", "postgresql", "mysql"
     QString displayName() const;  // "SQLite", "PostgreSQL", "MariaDB"
     QString qtDriver() const;
-    DbType type() const;
+    DbType type() const { return DbType(db); }
+    // The connection description the library is given (tag "bench").
+    ConnInfoModel info() const;
     // Adds a Qt connection under name (not opened).
     QSqlDatabase addQtConnection(const QString& name) const;
 };

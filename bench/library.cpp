@@ -1,17 +1,12 @@
-// The library itself, through each database's persistence class (the facade
-// only adds one switch; QueryRow(record) is not on it).
-
-#include <type_traits>
+// The library itself, through the backend the facade and the CLI use too
+// (QueryRow(record) is not on the facade).
 
 #include "bench.h"
-#include "mysql/mysqlquery.h"
-#include "postgresql/postgresqlquery.h"
-#include "sqlite/sqlitequery.h"
+#include "core/backend.h"
 
 namespace Bench {
 namespace {
 
-template <class Q>
 class Library : public Contender
 {
 public:
@@ -20,25 +15,22 @@ public:
 
     bool open(const Workload& w) override
     {
-        const Target& t = w.target;
-        if constexpr (std::is_same_v<Q, SQLiteQuery>)
-            m_query.InitInfo(t.file, QStringLiteral("bench"));
-        else
-            m_query.InitInfo(t.host, t.port, t.user, t.password, t.dbname, QStringLiteral("bench"));
-        if (!m_query.InitConnect())
+        m_backend = Tessark::makeBackend(w.target.info());
+        if (!m_backend || !m_backend->persistence().InitConnect())
             return fail(QStringLiteral("InitConnect failed"));
         // The name caches fill on first use, once per program; not what is measured.
-        m_query.GetTableNames();
-        if (m_query.GetColumnNames(w.writeTable).isEmpty())
+        m_backend->catalogue().tableNames();
+        if (m_backend->catalogue().columns(w.writeTable).isEmpty())
             return fail(QStringLiteral("no columns for %1").arg(w.writeTable));
-        m_query.GetColumnNames(w.readTable);
+        m_backend->catalogue().columns(w.readTable);
         return true;
     }
 
-    void close() override { m_query.Close(); }
+    void close() override { m_backend->persistence().Close(); }
 
     bool run(Scenario scenario, Workload& w) override
     {
+        Tessark::Persistence& m_query = m_backend->persistence();
         switch (scenario) {
         case Scenario::Insert:
             for (int i = 0; i < w.count; ++i) {
@@ -69,7 +61,7 @@ public:
         case Scenario::Build:
             for (int i = 0; i < w.count; ++i) {
                 BenchPerson* p = w.people[size_t(i)].get();
-                w.built.append(m_query.GetInsertSql(p->table(), w.columns, p, QStringLiteral("id"), true,
+                w.built.append(m_backend->dialect().GetInsertSql(p->table(), w.columns, p, QStringLiteral("id"), true,
                                                     QStringList()));
             }
             return true;
@@ -78,22 +70,14 @@ public:
     }
 
 private:
-    Q m_query;
+    std::unique_ptr<Tessark::Backend> m_backend;
 };
 
 } // namespace
 
-std::unique_ptr<Contender> makeLibrary(Db db)
+std::unique_ptr<Contender> makeLibrary(Db)
 {
-    switch (db) {
-    case Db::SQLite:
-        return std::make_unique<Library<SQLiteQuery>>();
-    case Db::PostgreSQL:
-        return std::make_unique<Library<PostgreSQLQuery>>();
-    case Db::MySQL:
-        return std::make_unique<Library<MySqlQuery>>();
-    }
-    return nullptr;
+    return std::make_unique<Library>();
 }
 
 } // namespace Bench

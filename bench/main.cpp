@@ -28,10 +28,9 @@
 #include <functional>
 
 #include "bench.h"
-#include "mysql/mysqlquery.h"
-#include "postgresql/postgresqlquery.h"
+#include "core/dialect.h"
+#include "core/rules.h"
 #include "report.h"
-#include "sqlite/sqlitequery.h"
 #include "tool/tessarktool.h"
 
 namespace Bench {
@@ -45,6 +44,8 @@ QString Target::key() const
         return QStringLiteral("postgresql");
     case Db::MySQL:
         return QStringLiteral("mysql");
+    case Db::Oracle: // no server to run against here
+        break;
     }
     return QString();
 }
@@ -58,26 +59,22 @@ QString Target::displayName() const
         return QStringLiteral("PostgreSQL");
     case Db::MySQL:
         return QStringLiteral("MariaDB");
+    case Db::Oracle:
+        break;
     }
     return QString();
 }
 
 QString Target::qtDriver() const
 {
-    switch (db) {
-    case Db::SQLite:
-        return QStringLiteral("QSQLITE");
-    case Db::PostgreSQL:
-        return QStringLiteral("QPSQL");
-    case Db::MySQL:
-        return QStringLiteral("QMYSQL");
-    }
-    return QString();
+    return QLatin1String(Tessark::rulesFor(type())->connection.driver);
 }
 
-DbType Target::type() const
+ConnInfoModel Target::info() const
 {
-    return db == Db::SQLite ? 2 : db == Db::PostgreSQL ? 0 : 3;
+    if (db == Db::SQLite)
+        return ConnInfoModel(type(), file, QStringLiteral("bench"));
+    return ConnInfoModel(type(), host, port, user, password, dbname, QStringLiteral("bench"));
 }
 
 QSqlDatabase Target::addQtConnection(const QString& name) const
@@ -229,6 +226,8 @@ public:
             exec(QStringLiteral("CREATE TABLE %1 (id int auto_increment primary key, username text, "
                                 "score double, born datetime(3))").arg(table));
             break;
+        case Db::Oracle:
+            break;
         }
     }
 
@@ -263,19 +262,6 @@ private:
     const Target& m_target;
 };
 
-std::unique_ptr<Tessark::DialectCore> makeBuilder(Db db)
-{
-    switch (db) {
-    case Db::SQLite:
-        return std::make_unique<SQLiteQuery>();
-    case Db::PostgreSQL:
-        return std::make_unique<PostgreSQLQuery>();
-    case Db::MySQL:
-        return std::make_unique<MySqlQuery>();
-    }
-    return nullptr;
-}
-
 class BackendRun
 {
 public:
@@ -283,7 +269,7 @@ public:
         : m_sizes(sizes)
         , m_options(options)
         , m_connected(connected)
-        , m_builder(makeBuilder(target.db))
+        , m_builder(Tessark::rulesFor(target.type())->dialect)
     {
         m_w.target = target;
         const QString suffix = QString::number(QCoreApplication::applicationPid());
@@ -479,7 +465,7 @@ private:
             for (int i = 0; i < w.count; ++i) {
                 BenchPerson* p = w.people[size_t(i)].get();
                 p->id = 0;
-                w.texts.append(m_builder->GetInsertSql(w.writeTable, w.columns, p, key, true, QStringList()));
+                w.texts.append(m_builder.GetInsertSql(w.writeTable, w.columns, p, key, true, QStringList()));
                 // The library's key read-back after each insert.
                 if (w.target.db == Db::SQLite)
                     w.idTexts.append(QStringLiteral("SELECT LAST_INSERT_ROWID() as id"));
@@ -493,7 +479,7 @@ private:
             for (int i = 0; i < w.count; ++i) {
                 BenchPerson* p = w.people[size_t(i)].get();
                 p->id = i + 1;
-                w.texts.append(m_builder->GetInsertSql(w.writeTable, w.columns, p, key, false, QStringList()));
+                w.texts.append(m_builder.GetInsertSql(w.writeTable, w.columns, p, key, false, QStringList()));
             }
             syncPlain(w.count);
             break;
@@ -510,17 +496,17 @@ private:
                 BenchPerson* p = w.people[size_t(i)].get();
                 p->username = p->username.section(QStringLiteral(" g"), 0, 0) + suffix;
                 p->score += 1;
-                w.texts.append(m_builder->GetUpdateSql(w.writeTable, w.columns, p, key));
+                w.texts.append(m_builder.GetUpdateSql(w.writeTable, w.columns, p, key));
             }
             syncPlain(w.count);
             break;
         }
         case Scenario::Query:
-            w.queryText = m_builder->GetQuerySql(w.readTable);
+            w.queryText = m_builder.GetQuerySql(w.readTable);
             break;
         case Scenario::Page:
-            w.pageText = m_builder->GetQueryIndexSql(w.readTable, w.pageOffset, w.pageSize);
-            w.countText = m_builder->GetQueryRowSql(w.readTable);
+            w.pageText = m_builder.GetQueryIndexSql(w.readTable, w.pageOffset, w.pageSize);
+            w.countText = m_builder.GetQueryRowSql(w.readTable);
             break;
         case Scenario::Build:
             w.built.reserve(w.count);
@@ -621,7 +607,7 @@ private:
     Sizes m_sizes;
     const Options& m_options;
     bool m_connected;
-    std::unique_ptr<Tessark::DialectCore> m_builder;
+    const Tessark::Dialect m_builder;
     std::unique_ptr<Setup> m_setup;
     int m_generation = 0;
 };

@@ -48,6 +48,8 @@ public:
             if (!t.password.isEmpty())
                 connect += QLatin1String(" password=") + sociQuoted(t.password);
             break;
+        case Db::Oracle:
+            return fail(QStringLiteral("no Oracle reference"));
         }
         try {
             m_sql.open(backend, connect.toStdString());
