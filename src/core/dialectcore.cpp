@@ -135,9 +135,14 @@ void appendDouble(QString& sql, double value)
 
 } // namespace
 
+// A date-time that is no date is NULL in every dialect: an empty text is
+// refused by MySQL in strict mode and stored by SQLite as a text that is no date.
 void DialectCore::appendDateTime(QString& sql, const QDateTime& value) const
 {
-    appendValue(sql, dateTimeValue(QVariant(value)));
+    if (!value.isValid())
+        sql += QLatin1String("NULL");
+    else
+        appendValue(sql, dateTimeValue(QVariant(value)));
 }
 
 // A property's value: a date-time as the dialect writes it, anything else as
@@ -380,8 +385,10 @@ QString DialectCore::GetDeleteSql(QString tableName, QString key, QList<FieldPai
     QString sql = GetDeleteAllSql(tableName) + QLatin1String("where ") + column(key) + QLatin1Char('=');
     if (!m_dialect.quoteFieldDeleteValue)
         return sql + value; // the caller's own SQL literal, by design
-    return sql + QLatin1Char('"') + QString(value).replace(QLatin1Char('"'), QLatin1String("\"\""))
-           + QLatin1Char('"');
+    // A value, never a name: in double quotes PostgreSQL and Oracle read it as
+    // a column, and SQLite does whenever it names one ("id" = "id" is every row).
+    appendQuoted(sql, value);
+    return sql;
 }
 
 QString DialectCore::GetDeleteAllSql(QString tableName)

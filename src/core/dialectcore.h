@@ -31,7 +31,7 @@ struct DialectTraits
     bool fieldInsertTrailingBlank; // field INSERT ends in a blank
     bool returningKey;             // INSERT ends with RETURNING <key>
     bool escapeBackslash;          // backslash is an escape inside '...'
-    bool quoteFieldDeleteValue;    // field DELETE writes "value" (else the caller's literal)
+    bool quoteFieldDeleteValue;    // field DELETE writes 'value' (else the caller's literal)
     const char* tableRowKey;       // catalogue column holding a table name
     const char* columnRowKey;      // catalogue column holding a column name
 
@@ -86,7 +86,7 @@ protected:
     virtual SchemaTables fetchTables();
     virtual QString tableSql() = 0;
     virtual QString columnSql(const QString& tableName) = 0;
-    // A QDateTime property's value; the default is the variant's own text, quoted.
+    // A valid QDateTime property's value; the default is the variant's own text, quoted.
     virtual SqlValue dateTimeValue(const QVariant& value) const;
 
     QString ContainsColumn(QStringList columns, QString name) const;
@@ -98,8 +98,9 @@ protected:
     void appendValue(QString& sql, const SqlValue& value) const;
     void appendRendered(QString& sql, const QVariant& value) const;
     void appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const;
-    // A date-time value between quotes (or as a literal); by default what
-    // dateTimeValue gives. Dialects with a shorter way to the same text override it.
+    // A date-time value between quotes (or as a literal), NULL when invalid; by
+    // default what dateTimeValue gives. Dialects with a shorter way to the same
+    // text override it and fall back to this one.
     virtual void appendDateTime(QString& sql, const QDateTime& value) const;
     RowList catalogue(const QString& sql);
 

@@ -57,14 +57,6 @@ QString PostgreSQLModel::GetColumnInfoSql(QString tableName)
                  .arg(quoted(tableName));
 }
 
-Tessark::SqlValue PostgreSQLModel::dateTimeValue(const QVariant& value) const
-{
-    const QString text = Tessark::isoDateTimeText(value.toDateTime());
-    if (text.isEmpty())
-        return {QStringLiteral("NULL"), true};
-    return {text, false};
-}
-
 void PostgreSQLModel::appendDateTime(QString& sql, const QDateTime& value) const
 {
     if (!Tessark::appendQuotedIsoDateTimeText(sql, value))
