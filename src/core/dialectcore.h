@@ -37,10 +37,10 @@ struct DialectTraits
 
     // Record persistence: how a generated key comes back.
     bool keyFromReturningRow;      // else a last-id query after the INSERT
-    bool lastIdNamesTable;         // the last-id query reads "... FROM <table>"
-    const char* lastIdHead;        // "SELECT LAST_INSERT_ROWID() as "
+    const char* lastIdHead;        // "SELECT LAST_INSERT_ROWID() as ", followed by the key
     bool fieldInsertReadsKey;      // field INSERT reads and tests the new id
     bool listsContinueOnError;     // DeleteList passes continueOnError on
+    bool emptyInsertStoresDefaults; // INSERT INTO t () VALUES () stores a row (else the server refuses it)
 };
 
 // A rendered value: quoted text, or a literal written as it is (NULL, to_date(...)).

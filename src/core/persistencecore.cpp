@@ -83,6 +83,22 @@ bool PersistenceCore::rejectNoKey(const QList<ObjectModel*>& list, const char* o
     return false;
 }
 
+// Where the server stores a row of defaults for an INSERT that names no
+// column, a record none of whose properties names a column of its table
+// would be stored as that row and reported a success. (A table with no known
+// columns is left to the server, which refuses it with its own reason.)
+bool PersistenceCore::rejectUnmapped(const ObjectModel* obj, const QStringList& columns,
+                                     const char* operation) const
+{
+    if (!m_dialect.emptyInsertStoresDefaults || columns.isEmpty()
+        || !PropertyPlan::get(obj->metaObject(), columns)->matched.isEmpty())
+        return false;
+    TessarkTool::WriteLog(QStringLiteral("%1执行SQL语出出错 错误信息：\n%2: no property names a column of %3")
+                              .arg(QLatin1String(m_connection.traits().displayName), QLatin1String(operation),
+                                   obj->TableName));
+    return true;
+}
+
 bool PersistenceCore::execute(const QString& sql)
 {
     QMutexLocker locker(&m_executionLock);
@@ -108,12 +124,11 @@ RowList PersistenceCore::lockedQuery(const QString& sql)
     return m_connection.Query(sql);
 }
 
-QString PersistenceCore::lastIdSql(const QString& key, const QString& tableName) const
+// The session's last id, read without a table: "... FROM <table>" would
+// return one row per row of the table, making every insert cost its size.
+QString PersistenceCore::lastIdSql(const QString& key) const
 {
-    QString sql = QLatin1String(m_dialect.lastIdHead) + key;
-    if (m_dialect.lastIdNamesTable)
-        sql += QLatin1String(" FROM ") + tableName;
-    return sql;
+    return QLatin1String(m_dialect.lastIdHead) + key;
 }
 
 // The key goes into the first property whose name matches Key ignoring case;
@@ -124,6 +139,20 @@ void PersistenceCore::writeKey(ObjectModel* obj, const QVariant& value)
     const int index = PropertyPlan::keyProperty(meta, obj->Key);
     if (index >= 0)
         meta->property(index).write(obj, value);
+}
+
+// The key's value in the row an INSERT returned. The server folds the
+// RETURNING name (PostgreSQL to lower case), so Key may be spelt otherwise.
+QVariant PersistenceCore::returnedKey(const Row& row, const QString& key)
+{
+    const auto exact = row.constFind(key);
+    if (exact != row.constEnd())
+        return exact.value();
+    for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
+        if (it.key().compare(key, Qt::CaseInsensitive) == 0)
+            return it.value();
+    }
+    return QVariant();
 }
 
 // A generated id of 0 and a one-character text key both count as failure.
@@ -201,8 +230,10 @@ bool PersistenceCore::Insert(ObjectModel* obj, bool generatedKey, QStringList ex
     if (rejectNull(obj, "Insert"))
         return false;
     GetTable();
-    const QString sql = GetInsertSql(obj->TableName, GetColumn(obj->TableName), obj, obj->Key,
-                                     generatedKey, excluded);
+    const QStringList columns = GetColumn(obj->TableName);
+    if (rejectUnmapped(obj, columns, "Insert"))
+        return false;
+    const QString sql = GetInsertSql(obj->TableName, columns, obj, obj->Key, generatedKey, excluded);
     QVariant keyValue(0);
     if (m_dialect.keyFromReturningRow) {
         Row row;
@@ -212,7 +243,7 @@ bool PersistenceCore::Insert(ObjectModel* obj, bool generatedKey, QStringList ex
         }
         if (row.isEmpty())
             return false;
-        keyValue = row.value(obj->Key);
+        keyValue = returnedKey(row, obj->Key);
         writeKey(obj, keyValue);
         return keyAccepted(keyValue);
     }
@@ -221,7 +252,7 @@ bool PersistenceCore::Insert(ObjectModel* obj, bool generatedKey, QStringList ex
         if (!m_connection.Insert(sql))
             return false;
         if (generatedKey) {
-            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key, obj->TableName));
+            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key));
             if (row.isEmpty())
                 return false;
             keyValue = row.value(obj->Key);
@@ -240,13 +271,13 @@ bool PersistenceCore::Insert(QString tableName, QList<FieldPair> fields, QString
     QMutexLocker locker(&m_executionLock);
     if (m_dialect.keyFromReturningRow) {
         const Row row = m_connection.QueryFirst(sql);
-        return !row.isEmpty() && keyAccepted(row.value(key));
+        return !row.isEmpty() && keyAccepted(returnedKey(row, key));
     }
     if (!m_connection.Insert(sql))
         return false;
     if (!m_dialect.fieldInsertReadsKey)
         return true;
-    const Row row = m_connection.QueryFirst(lastIdSql(key, tableName));
+    const Row row = m_connection.QueryFirst(lastIdSql(key));
     return keyAccepted(QVariant(row.value(key).toInt()));
 }
 
@@ -260,10 +291,13 @@ bool PersistenceCore::InsertList(QList<ObjectModel*> list, bool generatedKey, bo
     sqls.reserve(list.size());
     BatchColumns columns(*this);
     for (ObjectModel* obj : qAsConst(list)) {
-        sqls.append(GetInsertSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key, generatedKey,
-                                 QStringList()));
+        // One unmapped record refuses the whole batch before anything runs.
+        const QStringList tableColumns = columns.of(obj->TableName);
+        if (rejectUnmapped(obj, tableColumns, "InsertList"))
+            return false;
+        sqls.append(GetInsertSql(obj->TableName, tableColumns, obj, obj->Key, generatedKey, QStringList()));
         if (generatedKey && !m_dialect.keyFromReturningRow)
-            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key, obj->TableName)));
+            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key)));
     }
     if (m_dialect.keyFromReturningRow)
         return executeList(sqls, continueOnError);

@@ -15,10 +15,10 @@ const Tessark::DialectTraits dialect = {
     /* tableRowKey */ "TABLE_NAME",
     /* columnRowKey */ "COLUMN_NAME",
     /* keyFromReturningRow */ false,
-    /* lastIdNamesTable */ true,
     /* lastIdHead */ "SELECT LAST_INSERT_ID() as ",
     /* fieldInsertReadsKey */ false,
     /* listsContinueOnError */ true,
+    /* emptyInsertStoresDefaults */ true,
 };
 }
 

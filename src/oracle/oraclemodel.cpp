@@ -17,10 +17,10 @@ const Tessark::DialectTraits dialect = {
     /* tableRowKey */ "TABLE_NAME",
     /* columnRowKey */ "COLUMN_NAME",
     /* keyFromReturningRow */ true,
-    /* lastIdNamesTable */ false,
     /* lastIdHead */ "",
     /* fieldInsertReadsKey */ false,
     /* listsContinueOnError */ true,
+    /* emptyInsertStoresDefaults */ false,
 };
 }
 

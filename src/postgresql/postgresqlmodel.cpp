@@ -17,10 +17,10 @@ const Tessark::DialectTraits dialect = {
     /* tableRowKey */ "tablename",
     /* columnRowKey */ "column_name",
     /* keyFromReturningRow */ true,
-    /* lastIdNamesTable */ false,
     /* lastIdHead */ "",
     /* fieldInsertReadsKey */ false,
     /* listsContinueOnError */ false,
+    /* emptyInsertStoresDefaults */ false,
 };
 }
 

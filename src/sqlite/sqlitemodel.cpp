@@ -17,10 +17,10 @@ const Tessark::DialectTraits dialect = {
     /* tableRowKey */ "TableName",
     /* columnRowKey */ "name",
     /* keyFromReturningRow */ false,
-    /* lastIdNamesTable */ false,
     /* lastIdHead */ "SELECT LAST_INSERT_ROWID() as ",
     /* fieldInsertReadsKey */ true,
     /* listsContinueOnError */ true,
+    /* emptyInsertStoresDefaults */ false,
 };
 }
 
