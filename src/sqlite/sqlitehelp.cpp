@@ -1,6 +1,10 @@
 #include "sqlite/sqlitehelp.h"
 
+#include <QCryptographicHash>
 #include <QFileInfo>
+#include <QHash>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QSqlDatabase>
 
 #include "tool/tessarktool.h"
@@ -15,7 +19,28 @@ const Tessark::ConnectionTraits backend = {
     /* failedCommitEndsTransaction */ false,
     /* connectionLost */ nullptr,
 };
+
+// Names carry only the file's name, so two files of one name in different
+// folders would share the first one's connection and write into its file.
+// The first file to use a name keeps it; any other file gets the name and a
+// digest of its absolute path.
+QString connectionNameFor(const QString& name, const QString& path)
+{
+    static QMutex mutex;
+    static QHash<QString, QString> fileOfName;
+    const QString absolute = QFileInfo(path).absoluteFilePath();
+    QMutexLocker locker(&mutex);
+    const QString owner = fileOfName.value(name);
+    if (owner.isEmpty()) {
+        fileOfName.insert(name, absolute);
+        return name;
+    }
+    if (owner == absolute)
+        return name;
+    const QByteArray digest = QCryptographicHash::hash(absolute.toUtf8(), QCryptographicHash::Sha256).toHex();
+    return name + QLatin1Char('#') + QString::fromLatin1(digest.left(12));
 }
+} // namespace
 
 SQLiteHelp::SQLiteHelp() : ConnectionCore(backend) {}
 
@@ -24,7 +49,7 @@ void SQLiteHelp::InitInfo(QString path, QString connectTag)
     m_path = path;
     const QString fileName = QFileInfo(path).fileName();
     const QString prefix = connectTag.isEmpty() ? QStringLiteral("default") : connectTag;
-    setIdentity(prefix + QLatin1Char('|') + fileName, fileName);
+    setIdentity(connectionNameFor(prefix + QLatin1Char('|') + fileName, path), fileName);
     m_fileMutex = TessarkTool::SQLiteMutex(path);
 }
 

@@ -170,6 +170,13 @@ private slots:
         QCOMPARE(script.heard.last(), insert);
         QVERIFY(insert.contains("to_date('2000-01-01 00:00:00', 'yyyy/mm/dd hh24:mi:ss')"));
         QVERIFY(!script.heard.contains("BEGIN")); // a one-row query, no transaction around it
+
+        p.born = QDateTime();
+        QVERIFY(q->Insert(&p, true, {}));
+        QCOMPARE(script.heard.last(), QStringLiteral("INSERT INTO \"PERSON\" (\"username\",\"born\") VALUES ('ann',NULL)"));
+        // Connection names carry a digest of the password, never the password.
+        QVERIFY(!QSqlDatabase::connectionNames().join(' ').contains("tiger"));
+        QVERIFY(!q->GetSign().contains("tiger"));
     }
 
     void listsAndReads()
