@@ -1,5 +1,7 @@
 #include "core/connectioncore.h"
 
+#include <QCryptographicHash>
+#include <QHash>
 #include <QMutexLocker>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -59,20 +61,54 @@ ConnectionCore::~ConnectionCore()
         ThreadConnections::removeAll(m_connectionName);
 }
 
+namespace {
+
+QString digest(const QString& text, int digits)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256).toHex().left(digits));
+}
+
+// Names carry only the file's name, so two files of one name in different
+// folders would share the first one's connection and write into its file.
+// The first file to use a name keeps it; any other file gets the name and a
+// digest of its absolute path.
+QString fileConnectionName(const QString& name, const QString& path)
+{
+    static QMutex mutex;
+    static QHash<QString, QString> fileOfName;
+    const QString absolute = QFileInfo(path).absoluteFilePath();
+    QMutexLocker locker(&mutex);
+    const auto owner = fileOfName.constFind(name);
+    if (owner == fileOfName.constEnd()) {
+        fileOfName.insert(name, absolute);
+        return name;
+    }
+    if (*owner == absolute)
+        return name;
+    return name + QLatin1Char('#') + digest(absolute, 12);
+}
+
+} // namespace
+
 // The name is "<tag or default>|<sign>"; the sign is the file's name for a
-// file database, "host|port|user|password|database" for a server.
+// file database, "host|port|user|<password digest>|database" for a server.
+// Names and signs end up in Qt's warnings and in applications' diagnostics:
+// the digest keeps the password out and still tells two passwords apart.
 void ConnectionCore::describe(const ConnInfoModel& info)
 {
     m_info = info;
+    const QString prefix = (info.ConnectTag.isEmpty() ? QStringLiteral("default") : info.ConnectTag)
+                           + QLatin1Char('|');
     if (m_connection.fileDatabase) {
         m_sign = QFileInfo(info.DatabaseName).fileName();
         m_fileMutex = TessarkTool::SQLiteMutex(info.DatabaseName);
-    } else {
-        m_sign = QStringLiteral("%1|%2|%3|%4|%5")
-                     .arg(info.Host, QString::number(info.Port), info.UserName, info.Password, info.DatabaseName);
+        m_connectionName = fileConnectionName(prefix + m_sign, info.DatabaseName);
+        return;
     }
-    const QString prefix = info.ConnectTag.isEmpty() ? QStringLiteral("default") : info.ConnectTag;
-    m_connectionName = prefix + QLatin1Char('|') + m_sign;
+    const QString password = info.Password.isEmpty() ? QString() : digest(info.Password, 16);
+    m_sign = QStringLiteral("%1|%2|%3|%4|%5")
+                 .arg(info.Host, QString::number(info.Port), info.UserName, password, info.DatabaseName);
+    m_connectionName = prefix + m_sign;
 }
 
 bool ConnectionCore::checkTarget()

@@ -113,26 +113,35 @@ void appendDouble(QString& sql, double value)
 
 } // namespace
 
-// A date-time as the database reads it. The fast paths write the same text
-// as the general formatters for the plain-digit values most records hold.
+// A date-time as the database reads it; one that is no date is NULL in every
+// dialect (an empty text is refused by MySQL in strict mode and stored by
+// SQLite as a text that is no date). The fast paths write the same text as
+// the general formatters for the plain-digit values most records hold.
 void Dialect::appendDateTime(QString& sql, const QDateTime& value) const
 {
-    const DateTimeStyle style = m_rules.dateTime;
-    if (style == DateTimeStyle::Iso && appendQuotedIsoDateTimeText(sql, value))
-        return;
-    if (style == DateTimeStyle::SpaceMillis && appendQuotedDateTimeText(sql, value, true))
-        return;
-    const QString text = style == DateTimeStyle::Iso ? isoDateTimeText(value)
-                                                     : dateTimeText(value, style == DateTimeStyle::SpaceMillis);
-    // ISO text is empty for an invalid value and for years it cannot write.
-    if (m_rules.invalidDateTimeNull && (text.isEmpty() || !value.isValid())) {
+    if (!value.isValid()) {
         sql += QLatin1String("NULL");
         return;
     }
-    if (style == DateTimeStyle::OracleToDate)
-        sql += QLatin1String("to_date('") + text + QLatin1String("', 'yyyy/mm/dd hh24:mi:ss')");
-    else
-        appendQuoted(sql, text);
+    switch (m_rules.dateTime) {
+    case DateTimeStyle::Iso:
+        if (!appendQuotedIsoDateTimeText(sql, value)) {
+            // ISO text is empty for years it cannot write: no date either.
+            const QString text = isoDateTimeText(value);
+            if (text.isEmpty())
+                sql += QLatin1String("NULL");
+            else
+                appendQuoted(sql, text);
+        }
+        return;
+    case DateTimeStyle::SpaceMillis:
+        if (!appendQuotedDateTimeText(sql, value, true))
+            appendQuoted(sql, dateTimeText(value, true));
+        return;
+    case DateTimeStyle::OracleToDate:
+        sql += QLatin1String("to_date('") + dateTimeText(value, false) + QLatin1String("', 'yyyy/mm/dd hh24:mi:ss')");
+        return;
+    }
 }
 
 // A property's value: a date-time as the dialect writes it, anything else as
@@ -363,8 +372,10 @@ QString Dialect::GetDeleteSql(const QString& tableName, const QString& key,
     QString sql = GetDeleteAllSql(tableName) + QLatin1String("where ") + column(key) + QLatin1Char('=');
     if (!m_rules.quoteFieldDeleteValue)
         return sql + value; // the caller's own SQL literal, by design
-    return sql + QLatin1Char('"') + QString(value).replace(QLatin1Char('"'), QLatin1String("\"\""))
-           + QLatin1Char('"');
+    // A value, never a name: in double quotes PostgreSQL and Oracle read it as
+    // a column, and SQLite does whenever it names one ("id" = "id" is every row).
+    appendQuoted(sql, value);
+    return sql;
 }
 
 QString Dialect::GetDeleteAllSql(const QString& tableName) const

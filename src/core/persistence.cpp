@@ -110,12 +110,11 @@ RowList Persistence::lockedQuery(const QString& sql)
     return m_connection.Query(sql);
 }
 
-QString Persistence::lastIdSql(const QString& key, const QString& tableName) const
+// The session's last id, read without a table: "... FROM <table>" would
+// return one row per row of the table, making every insert cost its size.
+QString Persistence::lastIdSql(const QString& key) const
 {
-    QString sql = QLatin1String(m_keys.lastIdHead) + key;
-    if (m_keys.lastIdNamesTable)
-        sql += QLatin1String(" FROM ") + tableName;
-    return sql;
+    return QLatin1String(m_keys.lastIdHead) + key;
 }
 
 // The key goes into the first property whose name matches Key ignoring case;
@@ -126,6 +125,36 @@ void Persistence::writeKey(ObjectModel* obj, const QVariant& value)
     const int index = PropertyPlan::keyProperty(meta, obj->Key);
     if (index >= 0)
         meta->property(index).write(obj, value);
+}
+
+// The key's value in the row an INSERT returned. The server folds the
+// RETURNING name (PostgreSQL to lower case), so Key may be spelt otherwise.
+QVariant Persistence::returnedKey(const Row& row, const QString& key)
+{
+    const auto exact = row.constFind(key);
+    if (exact != row.constEnd())
+        return exact.value();
+    for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
+        if (it.key().compare(key, Qt::CaseInsensitive) == 0)
+            return it.value();
+    }
+    return QVariant();
+}
+
+// Where the server stores a row of defaults for an INSERT that names no
+// column, a record none of whose properties names a column of its table
+// would be stored as that row and reported a success. (A table with no known
+// columns is left to the server, which refuses it with its own reason.)
+bool Persistence::rejectUnmapped(const ObjectModel* obj, const QStringList& columns, const char* operation) const
+{
+    if (!m_keys.emptyInsertStoresDefaults || columns.isEmpty()
+        || !PropertyPlan::get(obj->metaObject(), columns)->matched.isEmpty())
+        return false;
+    m_connection.fail(QStringLiteral("%1执行SQL语出出错 错误信息：\n")
+                          .arg(QLatin1String(m_connection.rules().connection.displayName)),
+                      QStringLiteral("%1: no property names a column of %2")
+                          .arg(QLatin1String(operation), obj->TableName));
+    return true;
 }
 
 // A generated id of 0 and a one-character text key both count as failure.
@@ -178,8 +207,10 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
     if (rejectNull(obj, "Insert"))
         return false;
     m_catalogue.refreshTables();
-    const QString sql = m_dialect.GetInsertSql(obj->TableName, m_catalogue.columns(obj->TableName), obj, obj->Key,
-                                     generatedKey, excluded);
+    const QStringList columns = m_catalogue.columns(obj->TableName);
+    if (rejectUnmapped(obj, columns, "Insert"))
+        return false;
+    const QString sql = m_dialect.GetInsertSql(obj->TableName, columns, obj, obj->Key, generatedKey, excluded);
     QVariant keyValue(0);
     if (m_keys.fromReturningRow) {
         Row row;
@@ -189,7 +220,7 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
         }
         if (row.isEmpty())
             return false;
-        keyValue = row.value(obj->Key);
+        keyValue = returnedKey(row, obj->Key);
         writeKey(obj, keyValue);
         return keyAccepted(keyValue);
     }
@@ -198,7 +229,7 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
         if (!m_connection.Insert(sql))
             return false;
         if (generatedKey) {
-            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key, obj->TableName));
+            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key));
             if (row.isEmpty())
                 return false;
             keyValue = row.value(obj->Key);
@@ -217,13 +248,13 @@ bool Persistence::Insert(QString tableName, QList<FieldPair> fields, QString key
     QMutexLocker locker(&m_executionLock);
     if (m_keys.fromReturningRow) {
         const Row row = m_connection.QueryFirst(sql);
-        return !row.isEmpty() && keyAccepted(row.value(key));
+        return !row.isEmpty() && keyAccepted(returnedKey(row, key));
     }
     if (!m_connection.Insert(sql))
         return false;
     if (!m_keys.fieldInsertReadsKey)
         return true;
-    const Row row = m_connection.QueryFirst(lastIdSql(key, tableName));
+    const Row row = m_connection.QueryFirst(lastIdSql(key));
     return keyAccepted(QVariant(row.value(key).toInt()));
 }
 
@@ -237,10 +268,13 @@ bool Persistence::InsertList(QList<ObjectModel*> list, bool generatedKey, bool c
     sqls.reserve(list.size());
     BatchColumns columns(m_catalogue);
     for (ObjectModel* obj : qAsConst(list)) {
-        sqls.append(m_dialect.GetInsertSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key, generatedKey,
-                                 QStringList()));
+        // One unmapped record refuses the whole batch before anything runs.
+        const QStringList tableColumns = columns.of(obj->TableName);
+        if (rejectUnmapped(obj, tableColumns, "InsertList"))
+            return false;
+        sqls.append(m_dialect.GetInsertSql(obj->TableName, tableColumns, obj, obj->Key, generatedKey, QStringList()));
         if (generatedKey && !m_keys.fromReturningRow)
-            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key, obj->TableName)));
+            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key)));
     }
     if (m_keys.fromReturningRow)
         return executeList(sqls, continueOnError);

@@ -65,12 +65,14 @@ private:
     bool insertBatch(const QStringList& sqls, const QList<FieldPair>& idQueries, QList<QVariant>& ids,
                      bool continueOnError);
     RowList lockedQuery(const QString& sql);
-    QString lastIdSql(const QString& key, const QString& tableName) const;
+    QString lastIdSql(const QString& key) const;
     bool reject(const char* operation, const char* reason) const;
     bool rejectNull(const ObjectModel* obj, const char* operation) const;
     bool rejectNull(const QList<ObjectModel*>& list, const char* operation) const;
     bool rejectNoKey(const QString& key, const char* operation) const;
     bool rejectNoKey(const QList<ObjectModel*>& list, const char* operation) const;
+    bool rejectUnmapped(const ObjectModel* obj, const QStringList& columns, const char* operation) const;
+    static QVariant returnedKey(const Row& row, const QString& key);
     static void writeKey(ObjectModel* obj, const QVariant& value);
     static bool keyAccepted(const QVariant& value);
 

@@ -55,9 +55,8 @@ struct DialectRules
     bool fieldInsertTrailingBlank; // field INSERT ends in a blank
     bool returningKey;             // INSERT ends with RETURNING <key>
     bool escapeBackslash;          // backslash is an escape inside '...'
-    bool quoteFieldDeleteValue;    // field DELETE writes "value" (else the caller's literal)
-    DateTimeStyle dateTime;
-    bool invalidDateTimeNull;      // a null or invalid date-time is written as NULL
+    bool quoteFieldDeleteValue;    // field DELETE writes 'value' (else the caller's literal)
+    DateTimeStyle dateTime;        // a null or invalid date-time is NULL in every style
     // Paging text; null: "select * from <table> t LIMIT <count> OFFSET <offset> ".
     QString (*pageSql)(const QString& tableName, int offset, int count);
 };
@@ -80,10 +79,10 @@ struct CatalogueRules
 struct KeyRules
 {
     bool fromReturningRow;         // else a last-id query after the INSERT
-    bool lastIdNamesTable;         // the last-id query reads "... FROM <table>"
-    const char* lastIdHead;        // "SELECT LAST_INSERT_ROWID() as "
+    const char* lastIdHead;        // "SELECT LAST_INSERT_ROWID() as ", followed by the key
     bool fieldInsertReadsKey;      // field INSERT reads and tests the new id
     bool listsContinueOnError;     // DeleteList passes continueOnError on
+    bool emptyInsertStoresDefaults; // INSERT INTO t () VALUES () stores a row (else the server refuses it)
 };
 
 struct BackendRules

@@ -62,7 +62,6 @@ const BackendRules mysqlRules = {
         /* escapeBackslash */ true,
         /* quoteFieldDeleteValue */ false,
         /* dateTime */ DateTimeStyle::Iso,
-        /* invalidDateTimeNull */ false,
         /* pageSql */ nullptr,
     },
     {
@@ -75,10 +74,10 @@ const BackendRules mysqlRules = {
     },
     {
         /* fromReturningRow */ false,
-        /* lastIdNamesTable */ true,
         /* lastIdHead */ "SELECT LAST_INSERT_ID() as ",
         /* fieldInsertReadsKey */ false,
         /* listsContinueOnError */ true,
+        /* emptyInsertStoresDefaults */ true,
     },
     /* generator */ nullptr,
     /* dateTimeFormat: none, callers rely on that */ nullptr,

@@ -63,7 +63,6 @@ const BackendRules oracleRules = {
         /* escapeBackslash */ false,
         /* quoteFieldDeleteValue */ true,
         /* dateTime */ DateTimeStyle::OracleToDate,
-        /* invalidDateTimeNull */ false,
         pageSql,
     },
     {
@@ -76,10 +75,10 @@ const BackendRules oracleRules = {
     },
     {
         /* fromReturningRow */ true,
-        /* lastIdNamesTable */ false,
         /* lastIdHead */ "",
         /* fieldInsertReadsKey */ false,
         /* listsContinueOnError */ true,
+        /* emptyInsertStoresDefaults */ false,
     },
     /* generator */ nullptr,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

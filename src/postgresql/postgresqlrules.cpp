@@ -101,7 +101,6 @@ const BackendRules postgresqlRules = {
         /* escapeBackslash */ false,
         /* quoteFieldDeleteValue */ true,
         /* dateTime */ DateTimeStyle::Iso,
-        /* invalidDateTimeNull */ true,
         /* pageSql */ nullptr,
     },
     {
@@ -116,10 +115,10 @@ const BackendRules postgresqlRules = {
     },
     {
         /* fromReturningRow */ true,
-        /* lastIdNamesTable */ false,
         /* lastIdHead */ "",
         /* fieldInsertReadsKey */ false,
         /* listsContinueOnError */ false,
+        /* emptyInsertStoresDefaults */ false,
     },
     &postgresqlModelTraits,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

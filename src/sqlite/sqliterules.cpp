@@ -71,7 +71,6 @@ const BackendRules sqliteRules = {
         /* escapeBackslash */ false,
         /* quoteFieldDeleteValue */ true,
         /* dateTime */ DateTimeStyle::SpaceMillis,
-        /* invalidDateTimeNull */ false,
         /* pageSql */ nullptr,
     },
     {
@@ -84,10 +83,10 @@ const BackendRules sqliteRules = {
     },
     {
         /* fromReturningRow */ false,
-        /* lastIdNamesTable */ false,
         /* lastIdHead */ "SELECT LAST_INSERT_ROWID() as ",
         /* fieldInsertReadsKey */ true,
         /* listsContinueOnError */ true,
+        /* emptyInsertStoresDefaults */ false,
     },
     &sqliteModelTraits,
     /* dateTimeFormat: SQLite stores ISO text */ "yyyy-MM-ddTHH:mm:ss",

@@ -42,8 +42,6 @@ struct Backend
     QString file;              // SQLite database file
     bool abortsOnError = false; // a failed statement aborts the open transaction
     bool collectsIds = false;   // has the id-collecting batch
-    bool foldsKeyCase = false;  // the returned key column is the folded name, not Key as spelt
-    bool quotedValueIsName = false; // "value" names a column, so the field-form DELETE cannot match
 
     // A table named name with an auto-generated integer key id and a few columns.
     QString createPersonTable(const QString& name) const
@@ -93,7 +91,7 @@ inline bool setUpBackend(Kind kind, Backend& b)
     b.displayName = kind == Kind::SQLite ? QStringLiteral("SQLite") : pg ? QStringLiteral("PostgreSQL")
                                                                          : QStringLiteral("MySql");
     b.type = kind == Kind::SQLite ? 2 : pg ? 0 : 3;
-    b.abortsOnError = b.foldsKeyCase = b.quotedValueIsName = pg;
+    b.abortsOnError = pg;
     b.collectsIds = !pg;
     if (kind != Kind::SQLite)
         return true;

@@ -26,7 +26,6 @@ public:
     int id = 0;
     QString UserName;
     double score = 0;
-    // Valid by default: MySQL rejects the empty text an invalid date-time renders to.
     QDateTime born = QDateTime(QDate(2000, 1, 1), QTime(0, 0));
     QString nickname; // no such column: always left out
 

@@ -1,6 +1,8 @@
 // The connection layer against real SQLite files and the throwaway servers.
+#include <QDir>
 #include <QSignalSpy>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QThread>
 #include <QtTest>
 
@@ -37,24 +39,37 @@ private slots:
         auto row = [](const char* tag, const Tessark::ConnectionCore& h, const QString& sign, const char* expected) {
             QTest::newRow(tag) << h.connectionName() + " " + sign << QString::fromUtf8(expected);
         };
-        SQLiteHelp fresh, untagged, tagged;
+        SQLiteHelp fresh, untagged, tagged, elsewhere, again;
         row("sqlite before InitInfo", fresh, fresh.GetSign(), "defaultSQLite ");
         untagged.InitInfo("C:/data/a.db", "");
         row("sqlite untagged", untagged, untagged.GetSign(), "default|a.db a.db");
         tagged.InitInfo("/tmp/x/a.db", "t1");
         row("sqlite tagged", tagged, tagged.GetSign(), "t1|a.db a.db");
-        PostgreSQLHelp pg;
+        // Another file of that name under that tag: the name plus a digest of its path.
+        elsewhere.InitInfo("/tmp/y/a.db", "t1");
+        row("sqlite same file name elsewhere", elsewhere, elsewhere.GetSign(), "t1|a.db#b5e9d086a4e0 a.db");
+        again.InitInfo("/tmp/x/../x/a.db", "t1");
+        row("sqlite first file keeps its name", again, again.GetSign(), "t1|a.db a.db");
+        // The password's place holds the first 16 hex digits of its SHA-256.
+        PostgreSQLHelp pg, pgOther, pgNone;
         row("postgresql before InitInfo", pg, pg.GetSign(), "defaultPostgreSQL ");
         pg.InitInfo("h", 5432, "u", "p", "d", "");
-        row("postgresql untagged", pg, pg.GetSign(), "default|h|5432|u|p|d h|5432|u|p|d");
+        row("postgresql untagged", pg, pg.GetSign(), "default|h|5432|u|148de9c5a7a44d19|d h|5432|u|148de9c5a7a44d19|d");
+        pgOther.InitInfo("h", 5432, "u", "q", "d", "");
+        row("postgresql other password", pgOther, pgOther.GetSign(),
+            "default|h|5432|u|8e35c2cd3bf6641b|d h|5432|u|8e35c2cd3bf6641b|d");
+        pgNone.InitInfo("h", 5432, "u", "", "d", "");
+        row("postgresql no password", pgNone, pgNone.GetSign(), "default|h|5432|u||d h|5432|u||d");
         MySqlHelp my;
         row("mysql before InitInfo", my, my.GetSign(), "defaultMySql ");
         my.InitInfo("h", 3306, "u", "p", "d", "tag");
-        row("mysql tagged", my, my.GetSign() + " " + my.GetDatabaseName(), "tag|h|3306|u|p|d h|3306|u|p|d d");
+        row("mysql tagged", my, my.GetSign() + " " + my.GetDatabaseName(),
+            "tag|h|3306|u|148de9c5a7a44d19|d h|3306|u|148de9c5a7a44d19|d d");
         OracleHelp ora;
         row("oracle before InitInfo", ora, ora.GetSign(), "defaultOracle ");
         ora.InitInfo("dbhost", 1521, "u", "p", "ORCL", "");
-        row("oracle database name", ora, ora.connectDatabaseName(), "default|dbhost|1521|u|p|ORCL dbhost:1521/ORCL");
+        row("oracle database name", ora, ora.connectDatabaseName(),
+            "default|dbhost|1521|u|148de9c5a7a44d19|ORCL dbhost:1521/ORCL");
     }
     void namesAndSigns()
     {
@@ -293,6 +308,72 @@ private slots:
             QVERIFY(messages.last().contains(QStringLiteral("Driver not loaded")));
     }
 
+    // Two files of one name in different folders, under one tag: each write
+    // lands in its own file.
+    void sameFileNameElsewhere()
+    {
+        LogFolder log;
+        QTemporaryDir dir;
+        const QString tag = uniqueName("same");
+        const QString files[] = {dir.filePath("a/shop.db"), dir.filePath("b/shop.db")};
+        std::unique_ptr<SQLiteHelp> helps[2];
+        for (int i = 0; i < 2; ++i) {
+            QVERIFY(QDir().mkpath(QFileInfo(files[i]).path()));
+            QVERIFY(QFile(files[i]).open(QIODevice::WriteOnly));
+            helps[i] = std::make_unique<SQLiteHelp>();
+            helps[i]->InitInfo(files[i], tag);
+            QVERIFY(helps[i]->Execution("create table t (v text)"));
+            QVERIFY(helps[i]->Execution(QStringLiteral("insert into t values ('%1')").arg(i)));
+        }
+        QCOMPARE(helps[0]->connectionName(), tag + "|shop.db");
+        for (int i = 0; i < 2; ++i) {
+            const QString name = uniqueName("reader");
+            {
+                QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
+                db.setDatabaseName(files[i]);
+                QVERIFY(db.open());
+                QSqlQuery query("select group_concat(v) from t", db);
+                QVERIFY(query.next());
+                QCOMPARE(query.value(0).toString(), QString::number(i));
+            }
+            QSqlDatabase::removeDatabase(name);
+        }
+        QCOMPARE(log.messages(), QStringList());
+    }
+
+    // No password in a connection name, a sign, a log entry or any Qt message
+    // (Qt names connections in its warnings); the guard fails the run on any
+    // message holding it. PostgreSQL here trusts every password.
+    void passwordStaysHidden_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::newRow("postgresql") << int(Kind::PostgreSQL);
+        QTest::newRow("mysql") << int(Kind::MySQL);
+    }
+    void passwordStaysHidden()
+    {
+        TESSARK_BACKEND(b);
+        const QString secret = QStringLiteral("Pw-d18-secret");
+        forbidInMessages(secret);
+        LogFolder log;
+        b.server.password = secret;
+        auto h = b.help(uniqueName("pw"));
+        const bool opened = h->InitConnect(); // MySQL refuses the password: the failure is logged
+        QCOMPARE(opened, b.kind == Kind::PostgreSQL);
+        QVERIFY(!h->Execution("select * from no_such_table_here"));
+        QVERIFY(!log.messages().isEmpty());
+        if (opened) {
+            // Qt names the connection when it is removed while still in use.
+            QSqlDatabase held = QSqlDatabase::database(h->connectionName(), false);
+            expectMessage(QtWarningMsg, "is still in use");
+            h->Close();
+        }
+        QVERIFY(!h->connectionName().contains(secret));
+        QVERIFY(!h->GetSign().contains(secret));
+        QVERIFY(!QSqlDatabase::connectionNames().join(' ').contains(secret));
+        QVERIFY(!log.readAll().contains(secret));
+    }
+
     // A tagged connection goes with its object; the untagged one is shared
     // and stays until Close.
     void destructorAndClose()
@@ -359,6 +440,9 @@ private slots:
         QCOMPARE(count(*shared, table), 6 * 25);
         QCOMPARE(log.readAll(), QString());
         QCOMPARE(Tessark::ThreadConnections::namesOf(shared->connectionName()).size(), 1); // the main thread's
+        // A worker that opened a connection first, under its object's own name, took it along.
+        for (int t : {2, 4})
+            QVERIFY(!QSqlDatabase::contains(own.at(size_t(t))->connectionName()));
     }
 };
 

@@ -82,21 +82,27 @@ private slots:
         Sample stamp;
         stamp.at = at;
         const QString column = QStringLiteral("at");
+        // A date-time that is no date (nor has ISO text) is NULL everywhere.
         const QString variant = QVariant(at).toString();
+        const auto value = [&](const QString& text) {
+            return at.isValid() && !text.isEmpty() ? text : QStringLiteral("NULL");
+        };
         if (dialect == QLatin1String("sqlite")) {
-            QCOMPARE(insert<SQLiteModel>(&stamp, column), QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES ('%1')")
-                                                              .arg(at.toString("yyyy-MM-dd HH:mm:ss.zzz")));
+            QCOMPARE(insert<SQLiteModel>(&stamp, column),
+                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (%1)")
+                         .arg(value(QStringLiteral("'%1'").arg(at.toString("yyyy-MM-dd HH:mm:ss.zzz")))));
         } else if (dialect == QLatin1String("oracle")) {
             QCOMPARE(insert<OracleModel>(&stamp, column),
-                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (to_date('%1', 'yyyy/mm/dd hh24:mi:ss'))")
-                         .arg(at.toString("yyyy-MM-dd HH:mm:ss")));
-        } else if (dialect == QLatin1String("postgresql")) {
-            const QString value = variant.isEmpty() ? QStringLiteral("NULL") : QStringLiteral("'%1'").arg(variant);
-            QCOMPARE(insert<PostgreSQLModel>(&stamp, column),
-                     QStringLiteral("INSERT INTO t (\"at\") VALUES (%1) RETURNING id").arg(value));
+                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (%1)")
+                         .arg(value(QStringLiteral("to_date('%1', 'yyyy/mm/dd hh24:mi:ss')")
+                                        .arg(at.toString("yyyy-MM-dd HH:mm:ss")))));
         } else {
-            QCOMPARE(insert<MySqlModel>(&stamp, column),
-                     QStringLiteral("INSERT INTO t (at) VALUES ('%1')").arg(variant));
+            const QString text = value(variant.isEmpty() ? QString() : QStringLiteral("'%1'").arg(variant));
+            if (dialect == QLatin1String("postgresql"))
+                QCOMPARE(insert<PostgreSQLModel>(&stamp, column),
+                         QStringLiteral("INSERT INTO t (\"at\") VALUES (%1) RETURNING id").arg(text));
+            else
+                QCOMPARE(insert<MySqlModel>(&stamp, column), QStringLiteral("INSERT INTO t (at) VALUES (%1)").arg(text));
         }
     }
 

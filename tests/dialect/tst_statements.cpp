@@ -110,17 +110,21 @@ private slots:
             sqlite.GetInsertSql("person", {"OBJECTNAME"}, &p, "id", true, {}),
             "INSERT INTO \"person\" (\"OBJECTNAME\") VALUES ('')");
 
+        // An invalid date-time is NULL in every dialect, never a text that is no date.
         Person empty;
         empty.UserName = "x";
         empty.born = QDateTime();
-        row("sqlite invalid date is empty text", sqlite.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
-            "INSERT INTO \"person\" (\"username\",\"born\") VALUES ('x','')");
-        row("postgresql null date is NULL", pg.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
+        row("sqlite invalid date is NULL", sqlite.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
+            "INSERT INTO \"person\" (\"username\",\"born\") VALUES ('x',NULL)");
+        row("postgresql invalid date is NULL", pg.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
             "INSERT INTO person (\"username\",\"born\") VALUES ('x',NULL) RETURNING id");
-        row("mysql null date is empty text", mysql.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
-            "INSERT INTO person (username,born) VALUES ('x','')");
-        row("oracle null date", oracle.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
-            "INSERT INTO \"person\" (\"username\",\"born\") VALUES ('x',to_date('', 'yyyy/mm/dd hh24:mi:ss'))");
+        row("mysql invalid date is NULL", mysql.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
+            "INSERT INTO person (username,born) VALUES ('x',NULL)");
+        row("oracle invalid date is NULL", oracle.GetInsertSql("person", {"username", "born"}, &empty, "id", true, {}),
+            "INSERT INTO \"person\" (\"username\",\"born\") VALUES ('x',NULL)");
+        empty.born = QDateTime(QDate(2024, 2, 30), QTime(1, 0));
+        row("mysql impossible date is NULL", mysql.GetInsertSql("person", {"born"}, &empty, "id", true, {}),
+            "INSERT INTO person (born) VALUES (NULL)");
     }
     void insertObject() { compare(); }
 
@@ -170,8 +174,14 @@ private slots:
             "UPDATE \"person\" set where \"id\"=''");
         Person empty;
         empty.born = QDateTime();
+        row("sqlite null date", sqlite.GetUpdateSql("person", {"id", "born"}, &empty, "id"),
+            "UPDATE \"person\" set \"id\" = '0',\"born\" = NULL where \"id\"='0'");
         row("postgresql null date", pg.GetUpdateSql("person", {"id", "born"}, &empty, "id"),
             "UPDATE person set \"id\" = '0',\"born\" = NULL where \"id\"='0'");
+        row("mysql null date", mysql.GetUpdateSql("person", {"id", "born"}, &empty, "id"),
+            "UPDATE person set id = '0',born = NULL WHERE id='0'");
+        row("oracle null date", oracle.GetUpdateSql("person", {"id", "born"}, &empty, "id"),
+            "UPDATE \"person\" set \"id\" = '0',\"born\" = NULL WHERE \"id\"='0'");
     }
     void updateObject() { compare(); }
 
@@ -218,12 +228,13 @@ private slots:
         row("mysql value", mysql.GetDeleteSql("person", "id", QVariant(7)), "DELETE FROM person where id='7'");
         row("oracle value", oracle.GetDeleteSql("person", "id", QVariant(7)), "DELETE FROM \"person\" where \"id\"='7'");
         const QList<FieldPair> fields = {{"x", "1"}, {"ID", "5"}, {"id", "6"}};
-        row("sqlite field", sqlite.GetDeleteSql("person", "id", fields), "DELETE FROM \"person\" where \"id\"=\"5\"");
-        row("postgresql field", pg.GetDeleteSql("person", "id", fields), "DELETE FROM person where \"id\"=\"5\"");
+        // The field form compares with a value, never with a column the value names.
+        row("sqlite field", sqlite.GetDeleteSql("person", "id", fields), "DELETE FROM \"person\" where \"id\"='5'");
+        row("postgresql field", pg.GetDeleteSql("person", "id", fields), "DELETE FROM person where \"id\"='5'");
         row("mysql field verbatim", mysql.GetDeleteSql("person", "id", fields), "DELETE FROM person where id=5");
-        row("oracle field", oracle.GetDeleteSql("person", "id", fields), "DELETE FROM \"person\" where \"id\"=\"5\"");
+        row("oracle field", oracle.GetDeleteSql("person", "id", fields), "DELETE FROM \"person\" where \"id\"='5'");
         row("sqlite field no match", sqlite.GetDeleteSql("person", "id", QList<FieldPair>{{"x", "1"}}),
-            "DELETE FROM \"person\" where \"id\"=\"\"");
+            "DELETE FROM \"person\" where \"id\"=''");
         row("sqlite all", sqlite.GetDeleteAllSql("person"), "DELETE FROM \"person\" ");
         row("postgresql all", pg.GetDeleteAllSql("person"), "DELETE FROM person ");
         row("mysql all", mysql.GetDeleteAllSql("person"), "DELETE FROM person ");
@@ -273,10 +284,12 @@ private slots:
             "UPDATE \"t\" set \"username\" = 'a\\b''c' where \"username\"='a\\b''c'");
         row("sqlite delete value", sqlite.GetDeleteSql("t", "k", QVariant("O'Brien")),
             "DELETE FROM \"t\" where \"k\"='O''Brien'");
-        row("sqlite field delete double quote doubled", sqlite.GetDeleteSql("t", "k", QList<FieldPair>{{"k", "say \"hi\""}}),
-            "DELETE FROM \"t\" where \"k\"=\"say \"\"hi\"\"\"");
-        row("oracle field delete double quote doubled", oracle.GetDeleteSql("t", "k", QList<FieldPair>{{"k", "a\"b"}}),
-            "DELETE FROM \"t\" where \"k\"=\"a\"\"b\"");
+        row("sqlite field delete quote doubled", sqlite.GetDeleteSql("t", "k", QList<FieldPair>{{"k", "say \"O'Brien\""}}),
+            "DELETE FROM \"t\" where \"k\"='say \"O''Brien\"'");
+        row("postgresql field delete quote doubled", pg.GetDeleteSql("t", "k", QList<FieldPair>{{"k", "a'b"}}),
+            "DELETE FROM t where \"k\"='a''b'");
+        row("oracle field delete quote doubled", oracle.GetDeleteSql("t", "k", QList<FieldPair>{{"k", "a'b"}}),
+            "DELETE FROM \"t\" where \"k\"='a''b'");
         row("mysql field delete is the caller's literal", mysql.GetDeleteSql("t", "k", QList<FieldPair>{{"k", "'it''s'"}}),
             "DELETE FROM t where k='it''s'");
         row("sqlite placeholders in values stay text", sqlite.GetInsertSql("t", {"a", "b"}, {{"a", "%2"}, {"b", "%1"}}, "id", false),

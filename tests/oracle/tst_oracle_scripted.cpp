@@ -114,7 +114,7 @@ Answer personSchema(const QString& sql)
     if (sql.startsWith("SELECT A.TABLE_NAME, A.COLUMN_NAME"))
         return Answer{true, {"TABLE_NAME", "COLUMN_NAME"}, {{"PERSON", "id"}, {"PERSON", "username"}, {"PERSON", "born"}}};
     if (sql.startsWith("INSERT") && returnedKey.isValid())
-        return Answer{true, {"id"}, {{returnedKey}}};
+        return Answer{true, {"ID"}, {{returnedKey}}}; // Oracle folds names to upper case
     if (sql.startsWith("select COUNT"))
         return Answer{true, {"ROWCOUNT"}, {{3}}};
     return Answer{!sql.contains("FAIL"), {}, {}};
@@ -146,8 +146,8 @@ private slots:
         returnedKey = QVariant();
     }
 
-    // The key comes from the row the insert returns; without that row the
-    // insert fails and the record keeps its id.
+    // The key comes from the row the insert returns, whatever the case of its
+    // name; without that row the insert fails and the record keeps its id.
     void insert()
     {
         auto q = fresh();
@@ -170,6 +170,13 @@ private slots:
         QCOMPARE(script.heard.last(), insert);
         QVERIFY(insert.contains("to_date('2000-01-01 00:00:00', 'yyyy/mm/dd hh24:mi:ss')"));
         QVERIFY(!script.heard.contains("BEGIN")); // a one-row query, no transaction around it
+
+        p.born = QDateTime();
+        QVERIFY(q->Insert(&p, true, {}));
+        QCOMPARE(script.heard.last(), QStringLiteral("INSERT INTO \"PERSON\" (\"username\",\"born\") VALUES ('ann',NULL)"));
+        // Connection names carry a digest of the password, never the password.
+        QVERIFY(!QSqlDatabase::connectionNames().join(' ').contains("tiger"));
+        QVERIFY(!q->GetSign().contains("tiger"));
     }
 
     void listsAndReads()

@@ -231,12 +231,14 @@ class TestReliability : public QObject
             {"DeleteList(empty key, values)", [&q, table] { return !q.DeleteList("", QList<QVariant>{"", "keep"}, table, false); }},
             {"Update(record) matching no column", [&q, stranger] { return !q.Update(stranger.get()); }},
             {"Update(table, fields) matching no column", [&q, table, nosuch] { return !q.Update(table, "nothing", nosuch); }},
+            // MySQL would store INSERT INTO t () VALUES () as a row of defaults.
+            {"Insert(record) matching no column", [&q, stranger] { return !insertRecord(q, stranger.get(), true); }},
+            {"InsertList(records) one matching no column",
+             [&q, good, stranger] { return !q.InsertList(Records{good.get(), stranger.get()}, true, false); }},
         };
-        // MySQL takes INSERT INTO t () VALUES (): a row of defaults, by design.
-        if (kind != Kind::MySQL) {
-            calls.append({"Insert(record) matching no column", [&q, stranger] { return !insertRecord(q, stranger.get(), true); }});
+        // The field form writes what it is given: on MySQL no fields is a row of defaults.
+        if (kind != Kind::MySQL)
             calls.append({"Insert(table, no fields)", [&q, table] { return !q.Insert(table, {}, "id", true); }});
-        }
         if constexpr (!isPostgres<Q>) { // PostgreSQL offers no update by another key
             calls.append({"UpdateByKey(record, empty key)", [&q, keyless] { return !q.UpdateByKey(keyless.get(), ""); }});
             // A key naming no column leaves the WHERE without a column, as an empty one does.

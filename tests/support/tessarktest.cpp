@@ -35,6 +35,7 @@ struct GuardState
     QtMessageHandler previous = nullptr;
     QList<Expectation> expected;
     QList<Expectation> tolerated;
+    QStringList forbidden;
     QStringList unexpected;
 };
 
@@ -45,30 +46,36 @@ GuardState& guard()
     return *state;
 }
 
-// Only warnings and criticals are ever checked.
+// Warnings and criticals are checked, other messages only for forbidden text.
 QString typeName(QtMsgType type)
 {
-    return type == QtCriticalMsg ? QStringLiteral("critical") : QStringLiteral("warning");
+    return type == QtCriticalMsg ? QStringLiteral("critical")
+           : type == QtWarningMsg ? QStringLiteral("warning")
+                                  : QStringLiteral("message");
 }
 
 void guardHandler(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     GuardState& state = guard();
     QtMessageHandler previous;
-    const bool checked = type == QtWarningMsg || type == QtCriticalMsg;
+    bool checked = type == QtWarningMsg || type == QtCriticalMsg;
     {
         QMutexLocker locker(&state.mutex);
         previous = state.previous;
+        const bool forbidden = std::any_of(state.forbidden.cbegin(), state.forbidden.cend(),
+                                           [&](const QString& f) { return text.contains(f); });
+        checked = checked || forbidden;
         if (checked) {
             const auto met = [&](const Expectation& e) { return e.matches(type, text); };
             const auto expected = std::find_if(state.expected.begin(), state.expected.end(), met);
-            if (expected != state.expected.end()) {
+            const bool absorbed = expected != state.expected.end()
+                                  || std::any_of(state.tolerated.cbegin(), state.tolerated.cend(), met);
+            if (expected != state.expected.end())
                 state.expected.erase(expected);
+            if (absorbed && !forbidden)
                 return;
-            }
-            if (std::any_of(state.tolerated.cbegin(), state.tolerated.cend(), met))
-                return;
-            state.unexpected.append(typeName(type) + QStringLiteral(": ") + text);
+            state.unexpected.append((forbidden ? QStringLiteral("forbidden text in ") : QString()) + typeName(type)
+                                    + QStringLiteral(": ") + text);
         }
     }
 
@@ -117,6 +124,13 @@ void expectMessage(QtMsgType type, const QRegularExpression& pattern)
 void tolerateMessage(QtMsgType type, const QRegularExpression& pattern)
 {
     addExpectation(&GuardState::tolerated, {type, pattern, QString()});
+}
+
+void forbidInMessages(const QString& text)
+{
+    GuardState& state = guard();
+    QMutexLocker locker(&state.mutex);
+    state.forbidden.append(text);
 }
 
 QStringList takeUnmetExpectations()

@@ -35,6 +35,10 @@ void expectMessage(QtMsgType type, const QRegularExpression& pattern);
 // cannot avoid, never for the library's own messages.
 void tolerateMessage(QtMsgType type, const QRegularExpression& pattern);
 
+// Any message (of any type, expected or not) containing text is unexpected,
+// for the rest of the run: for secrets that must never be shown.
+void forbidInMessages(const QString& text);
+
 // Both return what they report and clear it.
 QStringList takeUnmetExpectations();
 QStringList takeUnexpectedMessages();

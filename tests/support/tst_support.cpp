@@ -38,6 +38,7 @@ private slots:
     void expectationByPatternAndType();
     void unmetExpectationIsReported();
     void debugMessagesAreNotChecked();
+    void forbiddenTextFailsWhateverTheMessage();
 };
 
 void TestSupport::initTestCase()
@@ -89,6 +90,19 @@ void TestSupport::debugMessagesAreNotChecked()
     worker->start();
     worker->wait();
     QCOMPARE(TessarkTest::takeUnexpectedMessages(), QStringList());
+}
+
+void TestSupport::forbiddenTextFailsWhateverTheMessage()
+{
+    TessarkTest::forbidInMessages(QStringLiteral("hunter2"));
+    TessarkTest::expectMessage(QtWarningMsg, QStringLiteral("still in use"));
+    warnFromWorker(QStringLiteral("deliberate: connection 'x|hunter2' is still in use"));
+    std::unique_ptr<QThread> worker(QThread::create([] { qDebug("deliberate: hunter2"); }));
+    worker->start();
+    worker->wait();
+    QCOMPARE(TessarkTest::takeUnexpectedMessages(),
+             (QStringList{QStringLiteral("forbidden text in warning: deliberate: connection 'x|hunter2' is still in use"),
+                          QStringLiteral("forbidden text in message: deliberate: hunter2")}));
 }
 
 TESSARK_TEST_MAIN(TestSupport)
