@@ -84,6 +84,9 @@ std::shared_ptr<const PropertyPlan> build(const QMetaObject* meta, const QString
 
 QString PropertyPlan::containsColumn(const QStringList& columns, const QString& name)
 {
+    // The rule is equality of the lower-cased names. The case-insensitive
+    // compare allocates nothing and rejects almost every column first; it
+    // folds case slightly differently (titlecase letters), so it only filters.
     for (const QString& column : columns) {
         if (column.compare(name, Qt::CaseInsensitive) == 0 && column.toLower() == name.toLower())
             return column;

@@ -87,95 +87,119 @@ void fillFromRow(QObject* record, const Row& row)
     }
 }
 
+namespace {
+
+// Include guard, includes, the doc comment and the class head.
+QString headerOpening(const QString& className, const ModelTraits& traits, const QDate& date)
+{
+    const QString upper = className.toUpper();
+    QString text;
+    text += QStringLiteral("#ifndef %1_H\n").arg(upper);
+    text += QStringLiteral("#define %1_H\n\n").arg(upper);
+    text += QStringLiteral("#include <QObject>\n");
+    text += QStringLiteral("#include <QDateTime>\n");
+    text += QStringLiteral("#include <QDataStream>\n");
+    text += QStringLiteral("#include \"Model/objectmodel.h\"\n");
+    text += QStringLiteral("#include \"brelvan_global.h\"\n\n");
+    text += QStringLiteral("/**\n");
+    text += QStringLiteral("* @projectName   %1\n").arg(QLatin1String(traits.projectName));
+    text += QStringLiteral("* @brief         \n");
+    text += QStringLiteral("* @author        Morvane\n");
+    text += QStringLiteral("* @date          %1\n").arg(date.toString(QStringLiteral("yyyy-MM-dd")));
+    text += QStringLiteral("*/\n");
+    text += QStringLiteral("struct BRELVANSHARED_EXPORT %1 : public ObjectModel\n").arg(className);
+    text += QStringLiteral("{\n");
+    text += QStringLiteral("    Q_OBJECT\n\n");
+    return text;
+}
+
+// One property with its private getter and setter per column.
+QString properties(const QList<Column>& columns)
+{
+    QString text = QStringLiteral("private:\n");
+    for (const Column& c : columns) {
+        text += QStringLiteral("    Q_PROPERTY(%1 %2 READ get%2 WRITE set%2)\n").arg(c.type, c.name);
+        text += QStringLiteral("    inline %1 get%2(){ return %2;}\n").arg(c.type, c.name);
+        text += QStringLiteral("    inline void set%2(%1 value){ %2 = value;}\n\n").arg(c.type, c.name);
+    }
+    return text;
+}
+
+// One documented public field per column.
+QString fields(const QList<Column>& columns)
+{
+    QString text;
+    for (const Column& c : columns) {
+        text += QStringLiteral("    /**\n");
+        text += QStringLiteral("    * @brief         %1\n").arg(c.comment);
+        text += QStringLiteral("    */\n");
+        if (zeroInitialised(c.type))
+            text += QStringLiteral("    %1 %2 = 0;\n\n").arg(c.type, c.name);
+        else
+            text += QStringLiteral("    %1 %2;\n\n").arg(c.type, c.name);
+    }
+    return text;
+}
+
+// One stream operator over every column; later operands line up under the first.
+QString streamOperator(const QString& className, const QList<Column>& columns, const char* op, const char* stream,
+                       bool reads)
+{
+    QString text = QStringLiteral("QDataStream& operator%1(QDataStream& %2, %3& data)\n{\n")
+                       .arg(QLatin1String(op), QLatin1String(stream), className)
+                   + QStringLiteral("    %1 %2 ").arg(QLatin1String(stream), QLatin1String(op));
+    bool first = true;
+    for (const Column& c : columns) {
+        text += (first ? QString() : QStringLiteral("           ")) + QStringLiteral("data.%1 %2\n").arg(c.name, QLatin1String(op));
+        first = false;
+    }
+    text.chop(4);
+    text += QStringLiteral(";\n\n    return %1;\n}\n").arg(QLatin1String(stream));
+    return reads ? text + QLatin1Char('\n') : text;
+}
+
+// operator== on the key (with a key), the constructor naming table and key, the end.
+QString headerClosing(const ModelRequest& request)
+{
+    const QString& className = request.className;
+    QString text;
+    if (!request.keyName.isEmpty()) {
+        text += QStringLiteral("    friend bool operator == (const %1 &lhs, const %1 &rhs)\n").arg(className);
+        text += QStringLiteral("    {\n");
+        text += QStringLiteral("        return (lhs.%1 == rhs.%1);\n").arg(request.keyName);
+        text += QStringLiteral("    }\n\n");
+        text += QStringLiteral("   explicit %1(){TableName = \"%2\"; Key = \"%3\";}\n")
+                    .arg(className, request.tableName, request.keyName);
+    } else {
+        text += QStringLiteral("   explicit %1(){TableName = \"%2\";}\n").arg(className, request.tableName);
+    }
+    text += QStringLiteral("   ~%1(){}\n};\n\n").arg(className);
+    text += QStringLiteral("#endif // %1_H").arg(className.toUpper());
+    return text;
+}
+
+} // namespace
+
 ModelText modelText(const QList<ObjectModel*>& records, const ModelTraits& traits,
                     const ModelRequest& request, const QDate& date)
 {
     const QString& className = request.className;
-    const QString upper = className.toUpper();
-
     QList<Column> columns;
     for (const ObjectModel* record : records)
         columns.append(describe(record, traits));
 
-    QString header;
-    header += QStringLiteral("#ifndef %1_H\n").arg(upper);
-    header += QStringLiteral("#define %1_H\n\n").arg(upper);
-    header += QStringLiteral("#include <QObject>\n");
-    header += QStringLiteral("#include <QDateTime>\n");
-    header += QStringLiteral("#include <QDataStream>\n");
-    header += QStringLiteral("#include \"Model/objectmodel.h\"\n");
-    header += QStringLiteral("#include \"brelvan_global.h\"\n\n");
-    header += QStringLiteral("/**\n");
-    header += QStringLiteral("* @projectName   %1\n").arg(QLatin1String(traits.projectName));
-    header += QStringLiteral("* @brief         \n");
-    header += QStringLiteral("* @author        Morvane\n");
-    header += QStringLiteral("* @date          %1\n").arg(date.toString(QStringLiteral("yyyy-MM-dd")));
-    header += QStringLiteral("*/\n");
-    header += QStringLiteral("struct BRELVANSHARED_EXPORT %1 : public ObjectModel\n").arg(className);
-    header += QStringLiteral("{\n");
-    header += QStringLiteral("    Q_OBJECT\n\n");
-    header += QStringLiteral("private:\n");
-    for (const Column& c : columns) {
-        header += QStringLiteral("    Q_PROPERTY(%1 %2 READ get%2 WRITE set%2)\n").arg(c.type, c.name);
-        header += QStringLiteral("    inline %1 get%2(){ return %2;}\n").arg(c.type, c.name);
-        header += QStringLiteral("    inline void set%2(%1 value){ %2 = value;}\n\n").arg(c.type, c.name);
-    }
-    header += QStringLiteral("public:\n");
-
+    QString header = headerOpening(className, traits, date) + properties(columns) + QStringLiteral("public:\n");
     QString source;
-    QString read;
-    QString write;
     if (request.withStream) {
         header += QStringLiteral("    friend Q_DECL_EXPORT QDataStream& operator>>(QDataStream&, %1&);\n")
                       .arg(className);
         header += QStringLiteral("    friend Q_DECL_EXPORT QDataStream& operator<<(QDataStream&, %1&);\n\n")
                       .arg(className);
-        source = QStringLiteral("#include \"%1.h\"\n\n").arg(className.toLower());
-        read = QStringLiteral("QDataStream& operator>>(QDataStream& src, %1& data)\n{\n").arg(className)
-               + QStringLiteral("    src >> ");
-        write = QStringLiteral("QDataStream& operator<<(QDataStream& out, %1& data)\n{\n").arg(className)
-                + QStringLiteral("    out << ");
+        source = QStringLiteral("#include \"%1.h\"\n\n").arg(className.toLower())
+                 + streamOperator(className, columns, ">>", "src", true)
+                 + streamOperator(className, columns, "<<", "out", false);
     }
-
-    bool first = true;
-    for (const Column& c : columns) {
-        header += QStringLiteral("    /**\n");
-        header += QStringLiteral("    * @brief         %1\n").arg(c.comment);
-        header += QStringLiteral("    */\n");
-        if (zeroInitialised(c.type))
-            header += QStringLiteral("    %1 %2 = 0;\n\n").arg(c.type, c.name);
-        else
-            header += QStringLiteral("    %1 %2;\n\n").arg(c.type, c.name);
-        if (request.withStream) {
-            // Later operands line up under the first one.
-            const QString indent = first ? QString() : QStringLiteral("           ");
-            read += indent + QStringLiteral("data.%1 >>\n").arg(c.name);
-            write += indent + QStringLiteral("data.%1 <<\n").arg(c.name);
-        }
-        first = false;
-    }
-
-    if (request.withStream) {
-        read.chop(4);
-        read += QStringLiteral(";\n\n    return src;\n}\n\n");
-        write.chop(4);
-        write += QStringLiteral(";\n\n    return out;\n}\n");
-        source += read + write;
-    }
-
-    if (!request.keyName.isEmpty()) {
-        header += QStringLiteral("    friend bool operator == (const %1 &lhs, const %1 &rhs)\n").arg(className);
-        header += QStringLiteral("    {\n");
-        header += QStringLiteral("        return (lhs.%1 == rhs.%1);\n").arg(request.keyName);
-        header += QStringLiteral("    }\n\n");
-        header += QStringLiteral("   explicit %1(){TableName = \"%2\"; Key = \"%3\";}\n")
-                      .arg(className, request.tableName, request.keyName);
-    } else {
-        header += QStringLiteral("   explicit %1(){TableName = \"%2\";}\n").arg(className, request.tableName);
-    }
-    header += QStringLiteral("   ~%1(){}\n};\n\n").arg(className);
-    header += QStringLiteral("#endif // %1_H").arg(upper);
-
+    header += fields(columns) + headerClosing(request);
     return {header, source};
 }
 

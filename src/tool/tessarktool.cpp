@@ -26,6 +26,8 @@ QBasicMutex registryGuard; // SQLiteLock
 
 std::atomic<TessarkClock::Source> clockSource{nullptr};
 
+// The date twice is the stamp's documented form: readers of existing logs
+// split on it, so it stays.
 const QString stampPattern = QStringLiteral("yyyy-MM-dd yyyy-MM-dd hh:mm:ss");
 const QString separator = QStringLiteral("\n--------------------\n\n");
 const QString parsePattern = QStringLiteral("yyyy-MM-dd hh:mm:ss");
