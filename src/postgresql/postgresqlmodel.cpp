@@ -57,6 +57,15 @@ QString PostgreSQLModel::GetColumnInfoSql(QString tableName)
                  .arg(quoted(tableName));
 }
 
+// Years Qt writes no ISO text for (before 0, after 9999) are NULL too.
+Tessark::SqlValue PostgreSQLModel::dateTimeValue(const QVariant& value) const
+{
+    const QString text = Tessark::isoDateTimeText(value.toDateTime());
+    if (text.isEmpty())
+        return {QStringLiteral("NULL"), true};
+    return {text, false};
+}
+
 void PostgreSQLModel::appendDateTime(QString& sql, const QDateTime& value) const
 {
     if (!Tessark::appendQuotedIsoDateTimeText(sql, value))

@@ -20,6 +20,7 @@ protected:
     SchemaTables fetchTables() override;
     QString tableSql() override { return QString(); }
     QString columnSql(const QString& tableName) override { return GetColumnSql(tableName); }
+    Tessark::SqlValue dateTimeValue(const QVariant& value) const override;
     void appendDateTime(QString& sql, const QDateTime& value) const override;
 
     PostgreSQLHelp m_help;

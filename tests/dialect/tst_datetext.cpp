@@ -83,20 +83,22 @@ private slots:
         stamp.at = at;
         const QString column = QStringLiteral("at");
         const QString variant = QVariant(at).toString();
+        // An invalid date-time is NULL everywhere; PostgreSQL also writes NULL for a year without ISO text.
+        const auto orNull = [&](const QString& value) { return at.isValid() ? value : QStringLiteral("NULL"); };
         if (dialect == QLatin1String("sqlite")) {
-            QCOMPARE(insert<SQLiteModel>(&stamp, column), QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES ('%1')")
-                                                              .arg(at.toString("yyyy-MM-dd HH:mm:ss.zzz")));
+            QCOMPARE(insert<SQLiteModel>(&stamp, column), QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (%1)")
+                                                              .arg(orNull("'" + at.toString("yyyy-MM-dd HH:mm:ss.zzz") + "'")));
         } else if (dialect == QLatin1String("oracle")) {
             QCOMPARE(insert<OracleModel>(&stamp, column),
-                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (to_date('%1', 'yyyy/mm/dd hh24:mi:ss'))")
-                         .arg(at.toString("yyyy-MM-dd HH:mm:ss")));
+                     QStringLiteral("INSERT INTO \"t\" (\"at\") VALUES (%1)")
+                         .arg(orNull(QStringLiteral("to_date('%1', 'yyyy/mm/dd hh24:mi:ss')").arg(at.toString("yyyy-MM-dd HH:mm:ss")))));
         } else if (dialect == QLatin1String("postgresql")) {
             const QString value = variant.isEmpty() ? QStringLiteral("NULL") : QStringLiteral("'%1'").arg(variant);
             QCOMPARE(insert<PostgreSQLModel>(&stamp, column),
                      QStringLiteral("INSERT INTO t (\"at\") VALUES (%1) RETURNING id").arg(value));
         } else {
             QCOMPARE(insert<MySqlModel>(&stamp, column),
-                     QStringLiteral("INSERT INTO t (at) VALUES ('%1')").arg(variant));
+                     QStringLiteral("INSERT INTO t (at) VALUES (%1)").arg(orNull("'" + variant + "'")));
         }
     }
 
