@@ -68,8 +68,8 @@ private:
     bool rejectNull(const ObjectModel* obj, const char* operation) const;
     bool rejectNull(const QList<ObjectModel*>& list, const char* operation) const;
     bool rejectNoKey(const QString& key, const char* operation) const;
-    bool rejectUnmapped(const ObjectModel* obj, const QStringList& columns, const char* operation) const;
     bool rejectNoKey(const QList<ObjectModel*>& list, const char* operation) const;
+    bool rejectUnmapped(const ObjectModel* obj, const QStringList& columns, const char* operation) const;
     static QVariant returnedKey(const Row& row, const QString& key);
     static void writeKey(ObjectModel* obj, const QVariant& value);
     static bool keyAccepted(const QVariant& value);

@@ -40,6 +40,7 @@ QString connectionNameFor(const QString& name, const QString& path)
     const QByteArray digest = QCryptographicHash::hash(absolute.toUtf8(), QCryptographicHash::Sha256).toHex();
     return name + QLatin1Char('#') + QString::fromLatin1(digest.left(12));
 }
+
 } // namespace
 
 SQLiteHelp::SQLiteHelp() : ConnectionCore(backend) {}
