@@ -118,7 +118,6 @@ protected:
 
 std::unique_ptr<Contender> makeLibrary(Db db);
 std::unique_ptr<Contender> makeQtText(Db db);
-std::unique_ptr<Contender> makeQtTextOneRowId();
 std::unique_ptr<Contender> makeQtPrepared(Db db);
 std::unique_ptr<Contender> makeSqliteApi();
 std::unique_ptr<Contender> makeLibpq();

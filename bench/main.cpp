@@ -345,8 +345,6 @@ public:
         else if (m_w.target.db == Db::PostgreSQL)
             contenders.push_back(makeLibpq());
         contenders.push_back(makeSoci(m_w.target.db));
-        if (m_w.target.db == Db::MySQL)
-            contenders.push_back(makeQtTextOneRowId());
         contenders.erase(std::remove_if(contenders.begin(), contenders.end(),
                                         [&](const auto& c) { return !m_options.wantsContender(c->key()); }),
                          contenders.end());
@@ -470,7 +468,7 @@ private:
                 if (w.target.db == Db::SQLite)
                     w.idTexts.append(QStringLiteral("SELECT LAST_INSERT_ROWID() as id"));
                 else if (w.target.db == Db::MySQL)
-                    w.idTexts.append(QStringLiteral("SELECT LAST_INSERT_ID() as id FROM ") + w.writeTable);
+                    w.idTexts.append(QStringLiteral("SELECT LAST_INSERT_ID() as id"));
             }
             syncPlain(w.count);
             break;

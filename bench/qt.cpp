@@ -71,20 +71,10 @@ protected:
 class QtText : public QtConnection
 {
 public:
-    // oneRowId: MySQL's key read-back with "SELECT LAST_INSERT_ID() as id",
-    // without the library's "FROM <table>", which returns a row per table row;
-    // shows what that clause costs.
-    QtText(Db db, bool oneRowId)
-        : QtConnection(db, oneRowId ? QStringLiteral("bench-qt-one-row-id") : QStringLiteral("bench-qt-text"))
-        , m_oneRowId(oneRowId)
-    {
-    }
+    explicit QtText(Db db) : QtConnection(db, QStringLiteral("bench-qt-text")) {}
 
-    QString key() const override
-    {
-        return m_oneRowId ? QStringLiteral("qt_text_one_row_id") : QStringLiteral("qt_text");
-    }
-    bool supports(Scenario scenario) const override { return !m_oneRowId || scenario == Scenario::Insert; }
+    QString key() const override { return QStringLiteral("qt_text"); }
+    bool supports(Scenario) const override { return true; }
 
     bool run(Scenario scenario, Workload& w) override
     {
@@ -108,8 +98,7 @@ public:
                         return failed(q);
                     if (!db.commit())
                         return failed(db);
-                    if (!q.exec(m_oneRowId ? QStringLiteral("SELECT LAST_INSERT_ID() as id") : w.idTexts[i])
-                        || !q.next())
+                    if (!q.exec(w.idTexts[i]) || !q.next())
                         return failed(q);
                     id = q.value(0);
                 }
@@ -198,7 +187,6 @@ private:
         return true;
     }
 
-    bool m_oneRowId;
 };
 
 class QtPrepared : public QtConnection
@@ -312,12 +300,7 @@ public:
 
 std::unique_ptr<Contender> makeQtText(Db db)
 {
-    return std::make_unique<QtText>(db, false);
-}
-
-std::unique_ptr<Contender> makeQtTextOneRowId()
-{
-    return std::make_unique<QtText>(Db::MySQL, true);
+    return std::make_unique<QtText>(db);
 }
 
 std::unique_ptr<Contender> makeQtPrepared(Db db)

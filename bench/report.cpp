@@ -79,7 +79,7 @@ double median(QVector<double> values)
 
 namespace {
 
-const char* const references[] = {"qt_text", "qt_prepared", "c_api", "soci", "qt_text_one_row_id"};
+const char* const references[] = {"qt_text", "qt_prepared", "c_api", "soci"};
 
 // The references that took part in some scenario of b, in the order above.
 QStringList referencesOf(const BackendResult& b)
@@ -102,8 +102,6 @@ QString referenceTitle(const QString& reference, const QString& backend)
         return QStringLiteral("Qt, same text");
     if (reference == QLatin1String("qt_prepared"))
         return QStringLiteral("Qt, prepared");
-    if (reference == QLatin1String("qt_text_one_row_id"))
-        return QStringLiteral("Qt, 1-row id query");
     if (reference == QLatin1String("c_api"))
         return backend == QLatin1String("sqlite") ? QStringLiteral("sqlite3 C API")
                : backend == QLatin1String("postgresql") ? QStringLiteral("libpq")
