@@ -186,7 +186,6 @@ private:
         }
         return true;
     }
-
 };
 
 class QtPrepared : public QtConnection
