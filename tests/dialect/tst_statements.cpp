@@ -26,6 +26,17 @@ void fill(Person& p)
     p.nickname = QStringLiteral("never written");
 }
 
+// A subclass that names nickname again, in other letters: the last one of
+// that name is the key's value.
+class Member : public Person
+{
+    Q_OBJECT
+    Q_PROPERTY(QString NICKNAME READ getNickname)
+
+public:
+    QString getNickname() const { return QStringLiteral("last"); }
+};
+
 // The row name says which dialect; the test compares what the builder gave.
 void row(const char* name, const QString& actual, const QString& expected)
 {
@@ -199,6 +210,10 @@ private slots:
             "UPDATE \"person\" set \"id\" = '7',\"username\" = 'Ann' where \"username\"='Ann' ");
         row("sqlite key property that is no column", sqlite.GetUpdateSqlByKey("person", "nickname", cols, &p),
             "UPDATE \"person\" set \"id\" = '7',\"username\" = 'Ann' where \"\"='never written' ");
+        Member m;
+        fill(m);
+        row("sqlite key named twice", sqlite.GetUpdateSqlByKey("person", "nickname", cols, &m),
+            "UPDATE \"person\" set \"id\" = '7',\"username\" = 'Ann' where \"\"='last' ");
     }
     void updateByKey() { compare(); }
 
