@@ -22,7 +22,7 @@ set(DOXYGEN_ENABLE_PREPROCESSING YES)
 set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 # Export macros and Qt's meta-object markers are no part of the API text.
-set(DOXYGEN_PREDEFINED "BRELVANSHARED_EXPORT=" "Q_OBJECT=" "Q_GADGET=" "signals=public" "slots=")
+set(DOXYGEN_PREDEFINED "BRELVANSHARED_EXPORT=" "Q_OBJECT=" "Q_PROPERTY(x)=" "Q_GADGET=" "signals=public" "slots=")
 list(TRANSFORM TESSARK_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/src/ OUTPUT_VARIABLE tessark_doc_inputs)
 doxygen_add_docs(docs ${tessark_doc_inputs}
                  COMMENT "API reference with Doxygen into ${PROJECT_BINARY_DIR}/docs/html")
