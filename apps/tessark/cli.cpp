@@ -13,6 +13,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "core/rules.h"
 #include "tool/tessarktool.h"
 
 namespace Cli {
@@ -285,25 +286,27 @@ Connection parseConnection(const QString& text, const QString& tag)
     return connection;
 }
 
+QString driverInstallHint(Kind kind)
+{
+    const char* package = kind == Kind::SQLite       ? "sqlite"
+                          : kind == Kind::PostgreSQL ? "psql"
+                          : kind == Kind::MySQL      ? "mysql"
+                                                     : nullptr;
+    if (!package)
+        return QStringLiteral("Debian does not package it; build Qt's QOCI plugin against Oracle's client "
+                              "libraries to use oracle:// URLs");
+    // The tool runs on the Qt major it was built with.
+    return QStringLiteral("on Debian install libqt%1sql%1-%2").arg(QT_VERSION >> 16).arg(QLatin1String(package));
+}
+
 void requireDriver(const Connection& connection)
 {
-    struct Driver
-    {
-        Kind kind;
-        const char* key;
-        const char* missing;
-    };
-    static const Driver drivers[] = {
-        {Kind::SQLite, "QSQLITE", "Qt's SQLite driver (QSQLITE) is not installed; install libqt5sql5-sqlite"},
-        {Kind::PostgreSQL, "QPSQL", "Qt's PostgreSQL driver (QPSQL) is not installed; install libqt5sql5-psql"},
-        {Kind::MySQL, "QMYSQL", "Qt's MySQL driver (QMYSQL) is not installed; install libqt5sql5-mysql"},
-        {Kind::Oracle, "QOCI",
-         "Qt's Oracle driver (QOCI) is not installed, and Debian does not package it; "
-         "build Qt's QOCI plugin against Oracle's client libraries to use oracle:// URLs"},
-    };
-    for (const Driver& driver : drivers) {
-        if (DbType(driver.kind) == connection.info.Type && !QSqlDatabase::isDriverAvailable(QLatin1String(driver.key)))
-            fail(QStringLiteral("cannot open %1: %2").arg(connection.display, QLatin1String(driver.missing)));
+    const Kind kind = Kind(connection.info.Type);
+    const Tessark::ConnectionRules& rules = Tessark::rulesFor(connection.info.Type)->connection;
+    if (!QSqlDatabase::isDriverAvailable(QLatin1String(rules.driver))) {
+        fail(QStringLiteral("cannot open %1: Qt's %2 driver (%3) is not installed; %4")
+                     .arg(connection.display, QLatin1String(rules.displayName), QLatin1String(rules.driver),
+                          driverInstallHint(kind)));
     }
 }
 

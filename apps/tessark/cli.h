@@ -112,6 +112,8 @@ struct Connection
 // terminal; one inside the URL is used with a warning.
 Connection parseConnection(const QString& url, const QString& tag);
 
+// What to install for Qt's driver of kind, as a clause ("on Debian install ...").
+QString driverInstallHint(Kind kind);
 // Fails when Qt's driver for the connection's kind is not installed.
 void requireDriver(const Connection& connection);
 // Checks what can be checked before connecting (the driver is installed, a

@@ -14,6 +14,7 @@ int runTables(const QStringList& args);
 int runColumns(const QStringList& args);
 int runQuery(const QStringList& args);
 int runExec(const QStringList& args);
+int runDoctor(const QStringList& args);
 
 // The help line every CONNECTION argument shares.
 QString connectionHelp();

@@ -25,6 +25,7 @@ const Command commands[] = {
     {"columns", "List the columns of a table", Cli::runColumns},
     {"query", "Run a statement and print its rows (table, CSV or JSON)", Cli::runQuery},
     {"exec", "Run one statement that returns no rows", Cli::runExec},
+    {"doctor", "Check Qt's SQL drivers, the Qt versions and a connection", Cli::runDoctor},
 };
 
 QString overview(const QCommandLineParser& parser)

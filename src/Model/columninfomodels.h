@@ -3,7 +3,7 @@
 
 #include "Model/objectmodel.h"
 
-// One row of SQLite's table-information query.
+/// One row of SQLite's table-information query.
 class BRELVANSHARED_EXPORT ColumnInfoSQLiteModel : public ObjectModel
 {
     Q_OBJECT
@@ -15,8 +15,11 @@ public:
     ColumnInfoSQLiteModel();
     ~ColumnInfoSQLiteModel() override;
 
+    /// column number
     int cid = 0;
+    /// column name
     QString name;
+    /// declared type
     QString type;
 
 private:
@@ -28,7 +31,7 @@ private:
     void settype(QString value) { type = value; }
 };
 
-// One row of the PostgreSQL column catalogue query.
+/// One row of the PostgreSQL column catalogue query.
 class BRELVANSHARED_EXPORT ColumnInfoPostgreSQLModel : public ObjectModel
 {
     Q_OBJECT
@@ -41,9 +44,13 @@ public:
     ColumnInfoPostgreSQLModel();
     ~ColumnInfoPostgreSQLModel() override;
 
+    /// column number
     int attnum = 0;
+    /// column name
     QString attname;
+    /// type name with its modifiers
     QString type;
+    /// the column comment
     QString description;
 
 private:
@@ -57,13 +64,14 @@ private:
     void setdescription(QString value) { description = value; }
 };
 
-// A plain carrier of one column name (no meta-property of its own).
+/// A plain carrier of one column name (no meta-property of its own).
 class BRELVANSHARED_EXPORT ColumnModel : public ObjectModel
 {
 public:
     ColumnModel();
     ~ColumnModel() override;
 
+    /// the column name
     QString Name;
 
 private:

@@ -12,8 +12,8 @@ class Dialect;
 class Persistence;
 }
 
-// Base of every persistent record: one Q_PROPERTY per column in subclasses,
-// the table name and key column set by the subclass's constructor.
+/// Base of every persistent record: one Q_PROPERTY per column in subclasses,
+/// the table name and key column set by the subclass's constructor.
 class BRELVANSHARED_EXPORT ObjectModel : public QObject
 {
     Q_OBJECT
@@ -27,13 +27,13 @@ public:
     ~ObjectModel() override;
 
 protected:
-    QString Key;
-    QString TableName;
-    QString SequenceName;
-    QStringList MarkList;
+    QString Key;            ///< the key column; set by the subclass's constructor
+    QString TableName;      ///< the table; set by the subclass's constructor
+    QString SequenceName;   ///< kept for record classes that set it; the library does not read it
+    QStringList MarkList;   ///< kept for record classes that set it; the library does not read it
 
 private:
-    // The library reads the table and key without a property lookup.
+    /// The library reads the table and key without a property lookup.
     friend class Tessark::Dialect;
     friend class Tessark::Persistence;
 

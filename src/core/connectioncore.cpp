@@ -13,6 +13,7 @@
 
 #include "core/rules.h"
 #include "core/threadconnections.h"
+#include "core/trace_p.h"
 #include "tool/tessarktool.h"
 
 namespace Tessark {
@@ -264,7 +265,9 @@ bool ConnectionCore::Execution(QString sql)
     bool ok;
     {
         QSqlQuery query(db);
+        const StatementTrace trace;
         ok = query.exec(sql);
+        trace.executed(m_sign, sql, query, ok);
         if (!ok)
             report(Step::Execute, query.lastError(), db);
     }
@@ -330,7 +333,9 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
         for (const QString& sql : sqls) {
             if (!result && !continueOnError)
                 break;
+            const StatementTrace trace;
             const bool ok = query.exec(sql);
+            trace.executed(m_sign, sql, query, ok);
             result = ok;
             if (ok)
                 ++succeeded;
@@ -372,7 +377,9 @@ RowList ConnectionCore::Query(const QString& sql, QStringList* columnNames)
     RowList rows;
     QSqlQuery query(db);
     query.setForwardOnly(true);
+    const StatementTrace trace;
     if (!query.exec(sql)) {
+        trace.returned(m_sign, sql, 0, false);
         report(Step::Query, query.lastError(), db);
         return rows;
     }
@@ -383,6 +390,7 @@ RowList ConnectionCore::Query(const QString& sql, QStringList* columnNames)
         while (query.next())
             rows.append(columns.read(query));
     }
+    trace.returned(m_sign, sql, rows.size(), !query.lastError().isValid());
     if (query.lastError().isValid())
         report(Step::Query, query.lastError(), db);
     return rows;
@@ -392,11 +400,15 @@ Row ConnectionCore::firstRow(QSqlDatabase& db, const QString& sql, Step step)
 {
     QSqlQuery query(db);
     query.setForwardOnly(true);
+    const StatementTrace trace;
     if (!query.exec(sql)) {
+        trace.returned(m_sign, sql, 0, false);
         report(step, query.lastError(), db);
         return Row();
     }
-    if (!query.isSelect() || !query.next())
+    const bool found = query.isSelect() && query.next();
+    trace.returned(m_sign, sql, found ? 1 : 0, true);
+    if (!found)
         return Row();
     return Columns(query.record()).read(query);
 }
@@ -418,11 +430,15 @@ int ConnectionCore::QueryRow(QString sql)
         return 0;
     QSqlQuery query(db);
     query.setForwardOnly(true);
+    const StatementTrace trace;
     if (!query.exec(sql)) {
+        trace.returned(m_sign, sql, 0, false);
         report(Step::QueryRow, query.lastError(), db);
         return 0;
     }
-    return query.next() ? query.value(0).toInt() : 0;
+    const bool found = query.next();
+    trace.returned(m_sign, sql, found ? 1 : 0, true);
+    return found ? query.value(0).toInt() : 0;
 }
 
 void ConnectionCore::Close()

@@ -22,70 +22,89 @@ namespace Tessark {
 struct BackendRules;
 struct ConnectionRules;
 
-// One named connection and the execute / batch / query algorithms, written
-// once for every backend from its rules table. The public connection classes
-// only add their InitInfo forms.
+/// One named connection and the execute / batch / query algorithms, written
+/// once for every backend from its rules table. The public connection classes
+/// only add their InitInfo forms.
 class BRELVANSHARED_EXPORT ConnectionCore : public QObject
 {
     Q_OBJECT
 public:
     ~ConnectionCore() override;
 
+    /// Opens this thread's connection; false and a log entry on failure.
     bool InitConnect();
+    /// The sign: file name, or host|port|user|password digest|database.
     QString GetSign() const { return m_sign; }
 
+    /// Runs a statement in a transaction of its own.
     bool Execution(QString sql);
+    /// Runs statements in one transaction; see docs/guide.md, "Lists".
     bool ExecutionList(QStringList sqls, bool continueOnError);
+    /// Execution() under another name.
     bool Insert(QString sql) { return Execution(sql); }
+    /// Execution() under another name.
     bool Update(QString sql) { return Execution(sql); }
+    /// Execution() under another name.
     bool Delete(QString sql) { return Execution(sql); }
+    /// ExecutionList() under another name.
     bool UpdateList(QStringList sqls, bool continueOnError) { return ExecutionList(sqls, continueOnError); }
+    /// ExecutionList() under another name.
     bool DeleteList(QStringList sqls, bool continueOnError) { return ExecutionList(sqls, continueOnError); }
 
+    /// The rows of a query; empty on failure.
     RowList Query(QString sql);
-    // The same, also giving the result's column names in their order.
+    /// The same, also giving the result's column names in their order.
     RowList Query(const QString& sql, QStringList* columns);
+    /// The first row of a query; empty when none or on failure.
     Row QueryFirst(QString sql);
+    /// The first column of the first row as a number; 0 on failure.
     int QueryRow(QString sql);
 
+    /// Closes and removes this object's connections in every thread.
     void Close();
 
-    // Sets what to connect to: the file path in DatabaseName for a file
-    // database, the server fields otherwise; Type is not read.
+    /// Sets what to connect to: the file path in DatabaseName for a file
+    /// database, the server fields otherwise; Type is not read.
     void describe(const ConnInfoModel& info);
+    /// What describe() was given.
     const ConnInfoModel& description() const { return m_info; }
-    // The database name the driver is given; some servers take their address inside it.
+    /// The database name the driver is given; some servers take their address inside it.
     QString driverDatabaseName() const;
 
-    // The registered name of this object's connection (as the first thread uses it).
+    /// The registered name of this object's connection (as the first thread uses it).
     QString connectionName() const { return m_connectionName; }
+    /// The database's rules table.
     const BackendRules& rules() const { return m_rules; }
 
+    /// The last failure, in memory.
     LastError lastError() const;
-    // Logs message followed by reason and keeps both as the last error.
+    /// Logs message followed by reason and keeps both as the last error.
     void fail(const QString& message, const QString& reason) const;
 
 signals:
+    /// Emitted on every open attempt: whether it succeeded, and the database kind.
     void OpenEvent(bool succeed, short dbType);
 
 protected:
-    friend class Persistence; // runs the id-collecting batch
+    friend class Persistence; ///< runs the id-collecting batch
 
+    /// A connection for the database the rules describe.
     explicit ConnectionCore(const BackendRules& rules);
 
-    // The id-collecting batch; the backends that have it make it public.
+    /// The id-collecting batch; the backends that have it make it public.
     bool ExecutionList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
                        bool continueOnError)
     {
         return runBatch(sqls, &idQueries, &ids, continueOnError);
     }
+    /// ExecutionList() that also reads back each statement's new id.
     bool InsertList(QStringList sqls, QList<FieldPair> idQueries, QList<QVariant>& ids,
                     bool continueOnError)
     {
         return runBatch(sqls, &idQueries, &ids, continueOnError);
     }
 
-    // The batch behind both ExecutionList forms; ids and idQueries are null in the plain form.
+    /// The batch behind both ExecutionList forms; ids and idQueries are null in the plain form.
     bool runBatch(const QStringList& sqls, const QList<FieldPair>* idQueries,
                   QList<QVariant>* ids, bool continueOnError);
 

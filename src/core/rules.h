@@ -37,6 +37,8 @@ struct ConnectionRules
     // Whether an error means the session is gone (server restart, killed
     // session); null: never. Such a connection is reopened on the next call.
     bool (*connectionLost)(const QSqlError& error);
+    // One row, one column: the server's version text (tessark doctor shows it).
+    const char* serverVersionSql;
 };
 
 // How a date-time value is written between the statement's quotes.

@@ -4,8 +4,8 @@
 #include "core/backendobject.h"
 #include "mysql/mysqlhelp.h"
 
-// MySQL statement text (no identifier quoting) and schema-name caches of the
-// connection's own database.
+/// MySQL statement text (no identifier quoting) and schema-name caches of the
+/// connection's own database.
 class BRELVANSHARED_EXPORT MySqlModel : public Tessark::BackendObject
 {
     Q_OBJECT

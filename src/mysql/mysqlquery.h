@@ -3,7 +3,7 @@
 
 #include "mysql/mysqlmodel.h"
 
-// Stores, changes, deletes and reads records in a MySQL database.
+/// Stores, changes, deletes and reads records in a MySQL database.
 class BRELVANSHARED_EXPORT MySqlQuery : public MySqlModel
 {
     Q_OBJECT

@@ -51,6 +51,7 @@ const BackendRules mysqlRules = {
         // basic plane. Qt encodes UTF-8 itself; the session only has to be told.
         /* sessionStatement */ "SET NAMES utf8mb4",
         connectionLost,
+        /* serverVersionSql */ "SELECT CONCAT('MariaDB/MySQL ', VERSION())",
     },
     {
         /* quoteTables */ false,

@@ -4,7 +4,7 @@
 #include "core/backendobject.h"
 #include "oracle/oraclehelp.h"
 
-// Oracle statement text (to_date values, rownum paging) and schema-name caches.
+/// Oracle statement text (to_date values, rownum paging) and schema-name caches.
 class BRELVANSHARED_EXPORT OracleModel : public Tessark::BackendObject
 {
     Q_OBJECT

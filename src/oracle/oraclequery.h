@@ -3,7 +3,7 @@
 
 #include "oracle/oraclemodel.h"
 
-// Stores, changes, deletes and reads records in an Oracle database.
+/// Stores, changes, deletes and reads records in an Oracle database.
 class BRELVANSHARED_EXPORT OracleQuery : public OracleModel
 {
     Q_OBJECT

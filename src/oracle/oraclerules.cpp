@@ -52,6 +52,7 @@ const BackendRules oracleRules = {
         /* addressInDatabaseName */ true,
         /* sessionStatement */ nullptr,
         connectionLost,
+        /* serverVersionSql */ "SELECT banner FROM v$version WHERE ROWNUM = 1",
     },
     {
         /* quoteTables */ true,

@@ -3,12 +3,14 @@
 
 #include "core/serverconnection.h"
 
+/// A PostgreSQL connection running statement text.
 class BRELVANSHARED_EXPORT PostgreSQLHelp : public Tessark::ServerConnection
 {
     Q_OBJECT
 public:
     PostgreSQLHelp();
 
+    /// ExecutionList() under another name.
     bool InsertList(QStringList sqls, bool continueOnError) { return ExecutionList(sqls, continueOnError); }
 };
 

@@ -4,8 +4,8 @@
 #include "core/backendobject.h"
 #include "postgresql/postgresqlhelp.h"
 
-// PostgreSQL statement text (RETURNING inserts, NULL for empty date-times) and
-// a schema -> tables cache; GetModelName qualifies a bare table name.
+/// PostgreSQL statement text (RETURNING inserts, NULL for empty date-times) and
+/// a schema -> tables cache; GetModelName qualifies a bare table name.
 class BRELVANSHARED_EXPORT PostgreSQLModel : public Tessark::BackendObject
 {
     Q_OBJECT
@@ -13,7 +13,9 @@ public:
     PostgreSQLModel();
     ~PostgreSQLModel() override;
 
+    /// The class name the record-class generator gives a table.
     QString GetModelName(QString tableName);
+    /// The catalogue query the generator reads a table's columns with.
     QString GetColumnInfoSql(QString tableName);
 
 private:

@@ -90,6 +90,7 @@ const BackendRules postgresqlRules = {
         /* addressInDatabaseName */ false,
         /* sessionStatement */ nullptr,
         connectionLost,
+        /* serverVersionSql */ "SELECT version()",
     },
     {
         /* quoteTables */ false,

@@ -4,7 +4,7 @@
 #include "core/backendobject.h"
 #include "sqlite/sqlitehelp.h"
 
-// SQLite statement text and schema-name caches.
+/// SQLite statement text and schema-name caches.
 class BRELVANSHARED_EXPORT SQLiteModel : public Tessark::BackendObject
 {
     Q_OBJECT
@@ -12,6 +12,7 @@ public:
     SQLiteModel();
     ~SQLiteModel() override;
 
+    /// The table-information query the generator reads a table's columns with.
     QString GetColumnSql(QString tableName);
 };
 

@@ -60,6 +60,7 @@ const BackendRules sqliteRules = {
         /* addressInDatabaseName */ false,
         /* sessionStatement */ nullptr,
         /* connectionLost */ nullptr,
+        /* serverVersionSql */ "SELECT 'SQLite ' || sqlite_version()",
     },
     {
         /* quoteTables */ true,

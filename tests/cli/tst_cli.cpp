@@ -360,6 +360,58 @@ private slots:
         QVERIFY2(seen.contains("no_such_d18") && !seen.contains(secret), qPrintable(seen));
     }
 
+    // What doctor reports, and that it fails when the URL's driver is missing
+    // or it does not connect. "fake" puts a QOCI plugin file that cannot load
+    // into Qt's plugin path.
+    void doctor_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<bool>("fake");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("out");
+        QTest::addColumn<QString>("err");
+        const QString versions = QStringLiteral("\nQt: built with %1, running with %2\n").arg(QT_VERSION_STR, qVersion());
+        QTest::newRow("report") << QStringList{"doctor"} << false << 0 << versions << QString();
+        QTest::newRow("driver loads") << QStringList{"doctor"} << false << 0 << "\n  QSQLITE  SQLite      loads\n"
+                                      << QString();
+        QTest::newRow("plugin fails to load")
+                << QStringList{"doctor"} << true << 0
+                << "\n  QOCI     Oracle      missing: its plugin does not load: " << QString();
+        QTest::newRow("sqlite") << QStringList{"doctor", "sqlite:shop.db"} << false << 0
+                                << "\nConnection sqlite:shop.db: connects; the server is SQLite 3." << QString();
+        QTest::newRow("postgresql") << QStringList{"doctor", "{pg}"} << false << 0
+                                    << ": connects; the server is PostgreSQL " << QString();
+        QTest::newRow("driver missing") << QStringList{"doctor", "oracle://scott@127.0.0.1:1521/orcl"} << false << 1
+                                        << versions
+                                        << "Qt's Oracle driver (QOCI) is not installed; Debian does not package it";
+        QTest::newRow("refused") << QStringList{"doctor", "postgresql://tessark@127.0.0.1:1/db"} << false << 1
+                                 << versions << "cannot connect to postgresql://tessark@127.0.0.1:1/db: ";
+    }
+
+    void doctor()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(bool, fake);
+        QFETCH(int, code);
+        QFETCH(QString, out);
+        QFETCH(QString, err);
+        QVERIFY(!createShop().isEmpty());
+        if (args.last() == "{pg}") {
+            TESSARK_REQUIRE_SERVER(Server::PostgreSQL, address);
+            args.last() = serverUrl("postgresql", address);
+        }
+        QMap<QString, QString> environment;
+        if (fake) {
+            QVERIFY(QDir().mkpath(path("plugins/sqldrivers")));
+            QVERIFY(writeFile(path("plugins/sqldrivers/libqsqloci.so"), "not a plugin"));
+            environment.insert("QT_PLUGIN_PATH", path("plugins"));
+        }
+        const Result r = tessark(args, environment);
+        QVERIFY2(r.finished && r.code == code && r.out.contains(out) && r.err.contains(err)
+                         && r.err.isEmpty() == err.isEmpty(),
+                 qPrintable(describe(args, r)));
+    }
+
     void badInput_data()
     {
         QTest::addColumn<QStringList>("args");

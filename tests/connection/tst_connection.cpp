@@ -7,9 +7,11 @@
 #include <QtTest>
 
 #include <atomic>
+#include <utility>
 
 #include "../common/backends.h"
 #include "core/threadconnections.h"
+#include "core/tracing.h"
 #include "oracle/oraclehelp.h"
 
 using namespace TessarkTest;
@@ -20,6 +22,38 @@ int count(Tessark::ConnectionCore& h, const QString& table)
 {
     return h.QueryRow(QStringLiteral("select count(*) from %1").arg(table));
 }
+
+// Collects the tessark.sql* messages while it lives, with the rules it was given
+// in force; every other message goes on to the guard.
+class TraceCapture
+{
+public:
+    explicit TraceCapture(const QString& rules)
+    {
+        QLoggingCategory::setFilterRules(rules);
+        s_lines.clear();
+        s_previous = qInstallMessageHandler(handler);
+    }
+    ~TraceCapture()
+    {
+        qInstallMessageHandler(s_previous);
+        QLoggingCategory::setFilterRules(QString());
+        Tessark::setSlowStatementThreshold(-1);
+    }
+    // "<category> <text>", in order; cleared by the call.
+    static QStringList take() { return std::exchange(s_lines, QStringList()); }
+
+private:
+    static void handler(QtMsgType type, const QMessageLogContext& context, const QString& text)
+    {
+        if (QByteArray(context.category).startsWith("tessark.sql"))
+            s_lines.append(QString::fromLatin1(context.category) + QLatin1Char(' ') + text);
+        else
+            s_previous(type, context, text);
+    }
+    static inline QtMessageHandler s_previous = nullptr;
+    static inline QStringList s_lines;
+};
 
 } // namespace
 
@@ -403,6 +437,54 @@ private slots:
         QVERIFY(!QSqlDatabase::contains(untaggedName));
         QVERIFY(closer.QueryRow("select 1") == 1); // reconnects on the next call
         closer.Close();
+    }
+
+    // Both categories are silent until enabled; then one debug line per
+    // statement with sign, thread, duration and rows, and one warning per
+    // statement over the threshold. No password shows (PostgreSQL here
+    // trusts every password).
+    void tracing_data() { addBackendRows(); }
+    void tracing()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString secret = QStringLiteral("Pw-trace-secret");
+        if (b.kind == Kind::PostgreSQL)
+            b.server.password = secret;
+        const QString table = uniqueName("trace");
+        auto h = b.help(uniqueName("t"));
+        QVERIFY(h->Execution(b.createPersonTable(table)));
+        DropTables drop{b, {table}};
+        const QString insert = QStringLiteral("insert into %1 (username) values ('ann')").arg(table);
+        {
+            TraceCapture off{QString()};
+            QVERIFY(h->Execution(insert));
+            QCOMPARE(TraceCapture::take(), QStringList());
+        }
+
+        TraceCapture on{QStringLiteral("tessark.sql.debug=true\ntessark.sql.slow.warning=true")};
+        Tessark::setSlowStatementThreshold(0);
+        QVERIFY(h->Execution(insert));
+        QCOMPARE(h->Query(QStringLiteral("select * from %1").arg(table)).size(), 2);
+        QCOMPARE(h->QueryFirst(QStringLiteral("select * from %1 where id < 0").arg(table)).size(), 0);
+        QCOMPARE(count(*h, table), 2);
+        QVERIFY(!h->Execution(QStringLiteral("select * from %1").arg(uniqueName("missing"))));
+        const QStringList outcomes = {"1 row affected", "2 rows returned", "0 rows returned", "1 row returned",
+                                      "failed"};
+        const QStringList lines = TraceCapture::take();
+        QCOMPARE(lines.size(), 2 * outcomes.size());
+        for (int i = 0; i < outcomes.size(); ++i) {
+            const QString debug = lines.at(2 * i);
+            const QString prefix = QStringLiteral("tessark.sql [%1] thread main, ").arg(h->GetSign());
+            QVERIFY2(debug.startsWith(prefix) && debug.contains(" ms, " + outcomes.at(i) + ": "), qPrintable(debug));
+            QVERIFY2(lines.at(2 * i + 1).startsWith("tessark.sql.slow [" + h->GetSign() + "] slow statement, "),
+                     qPrintable(lines.at(2 * i + 1)));
+        }
+        QVERIFY(!lines.join('\n').contains(secret));
+
+        Tessark::setSlowStatementThreshold(60000);
+        QCOMPARE(count(*h, table), 2);
+        QCOMPARE(TraceCapture::take().size(), 1); // the debug line only
     }
 
     // Threads on one shared object and on objects of their own, tagged and
