@@ -2,6 +2,7 @@
 #include <QDir>
 #include <QSignalSpy>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QThread>
 #include <QtTest>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "../common/backends.h"
+#include "core/rules.h"
 #include "core/threadconnections.h"
 #include "core/tracing.h"
 #include "oracle/oraclehelp.h"
@@ -110,6 +112,36 @@ private slots:
         QFETCH(QString, actual);
         QFETCH(QString, expected);
         QCOMPARE(actual, expected);
+    }
+
+    // Which errors mean the session is gone, per database: codes alone, and
+    // libpq's dropped socket, which has no code.
+    void lostConnectionRules_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("lost");
+        const int pg = int(Tessark::Kind::PostgreSQL), my = int(Tessark::Kind::MySQL), ora = int(Tessark::Kind::Oracle);
+        QTest::newRow("pg connection exception") << pg << "08006" << "" << true;
+        QTest::newRow("pg admin shutdown") << pg << "57P01" << "" << true;
+        QTest::newRow("pg socket closed") << pg << "" << "server closed the connection unexpectedly" << true;
+        QTest::newRow("pg unique violation") << pg << "23505" << "duplicate key" << false;
+        QTest::newRow("mysql gone away") << my << "2006" << "" << true;
+        QTest::newRow("mysql killed") << my << "1927" << "" << true;
+        QTest::newRow("mysql duplicate") << my << "1062" << "" << false;
+        QTest::newRow("oracle end of channel") << ora << "3113" << "" << true;
+        QTest::newRow("oracle other code holding 3113") << ora << "31130" << "" << false;
+        QTest::newRow("sqlite never") << int(Tessark::Kind::SQLite) << "08006" << "" << false;
+    }
+    void lostConnectionRules()
+    {
+        QFETCH(int, kind);
+        QFETCH(QString, code);
+        QFETCH(QString, text);
+        QFETCH(bool, lost);
+        const auto isLost = Tessark::rulesFor(DbType(kind))->connection.connectionLost;
+        QCOMPARE(isLost && isLost(QSqlError(QString(), text, QSqlError::StatementError, code)), lost);
     }
 
     void executeAndRead_data() { addBackendRows(); }

@@ -163,6 +163,14 @@ class TestPersistence : public QObject
         QVERIFY(!q.DeleteList(QStringList(), true));
         QVERIFY(!q.DeleteList("code", QList<QVariant>(), tags, true)); // an empty batch
 
+        // A failing statement is reported once; PostgreSQL stops the list there,
+        // as its transaction is aborted and the rest could only fail again.
+        const quint64 failures = q.lastError().serial;
+        q.DeleteList(QStringList{QStringLiteral("delete from %1_missing").arg(table),
+                                 QStringLiteral("delete from %1 where id < 0").arg(table)},
+                     true);
+        QCOMPARE(q.lastError().serial - failures, quint64(1));
+
         // Positional write-back: a batch that stops early leaves later records alone.
         if (b.collectsIds) {
             Person first(table), broken(table + "_missing"), third(table);
