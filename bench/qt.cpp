@@ -127,6 +127,7 @@ public:
             }
             return true;
         case Scenario::InsertList:
+        case Scenario::Import:
         case Scenario::UpdateList:
             if (!db.transaction())
                 return failed(db);
@@ -242,6 +243,7 @@ public:
             return true;
         }
         case Scenario::InsertList:
+        case Scenario::Import:
             if (!db.transaction())
                 return failed(db);
             if (!q.prepare(QStringLiteral("INSERT INTO %1 (id, username, score, born) VALUES (?, ?, ?, ?)").arg(t)))
