@@ -414,6 +414,11 @@ bool ConnectionCore::binds() const
     return m_rules.writes.binding != Binding::None;
 }
 
+bool ConnectionCore::joinsRows() const
+{
+    return m_rules.writes.multiRowInsert;
+}
+
 // Runs bound on db, prepared once per connection and thread. Logs nothing: a
 // failure is the caller's to undo and run as text.
 bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first)
@@ -424,6 +429,21 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
                 && static_cast<const QString*>(value.constData())->startsWith(QChar(0xFEFF)))
                 return false;
         }
+    }
+    const Dialect dialect(m_rules.dialect);
+    if (m_rules.writes.binding == Binding::None) {
+        // The text itself: each value as the literal the dialect writes.
+        QString text;
+        int from = 0;
+        for (int i = 0; i < bound.marks.size(); ++i) {
+            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
+            const QVariant& value = bound.values.at(i);
+            text += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
+            from = bound.marks.at(i) + 1;
+        }
+        text.append(bound.shape.constData() + from, bound.shape.size() - from);
+        QSqlQuery query(db);
+        return query.exec(text);
     }
     if (m_rules.writes.binding == Binding::Driver) {
         QSqlQuery* query = StatementCache::query(db, bound.shape);
@@ -460,7 +480,6 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
         }
     }
     // The values as the very literals the text holds.
-    const Dialect dialect(m_rules.dialect);
     QString call = QLatin1String("EXECUTE ") + name;
     if (!bound.values.isEmpty()) {
         call += QLatin1String(" (");

@@ -96,6 +96,7 @@ protected:
     // failure undoes what the bound form did and runs the text instead, so the
     // outcome, log entries included, is the text's.
     bool binds() const;
+    bool joinsRows() const;
     // Execution of one statement.
     bool executeBound(const BoundStatement& bound, const std::function<QString()>& text);
     // QueryFirst of one statement (an INSERT returning its key, a key query).

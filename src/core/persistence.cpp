@@ -295,7 +295,7 @@ bool Persistence::InsertList(QList<ObjectModel*> list, bool generatedKey, bool c
     };
     const bool readsKeys = generatedKey && !m_keys.fromReturningRow;
     QVector<BoundStatement> rows;
-    if (!readsKeys && m_connection.binds()) {
+    if (!readsKeys && (m_connection.binds() || m_connection.joinsRows())) {
         rows.resize(list.size());
         for (int i = 0; i < list.size() && !rows.isEmpty(); ++i) {
             ObjectModel* obj = list.at(i);

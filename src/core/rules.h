@@ -89,7 +89,7 @@ struct KeyRules
 // text the dialect writes between its quotes (NULL as null), so the database
 // reads the same value whichever way it arrives.
 enum class Binding {
-    None,       // every statement is sent as its text
+    None,       // every statement is sent as its text (a multi-row INSERT too)
     Driver,     // the Qt driver prepares it and binds the values
     SqlPrepare, // PREPARE name AS ... with $n once, then EXECUTE name('v', ...)
 };
@@ -100,7 +100,9 @@ struct WriteRules
     // The driver's bound text loses a leading U+FEFF (SQLite reads UTF-16
     // text's first BOM as its byte order): such a value goes as text.
     bool leadingBomLost;
-    bool multiRowInsert;           // lists that read no key back go as INSERT ... VALUES (...),(...)
+    // Lists that read no key back go as INSERT ... VALUES (...),(...), bound
+    // as above or, without binding, as the rows' texts joined.
+    bool multiRowInsert;
     int maxRows;                   // rows per multi-row INSERT
     int maxParameters;             // bound values per statement
     int maxBytes;                  // bound values' UTF-8 bytes per statement

@@ -80,7 +80,9 @@ const BackendRules mysqlRules = {
         /* emptyInsertStoresDefaults */ true,
     },
     {
-        /* binding */ Binding::Driver,
+        // Qt's driver resets a prepared statement on the server before every
+        // execution, a round trip more than the text costs.
+        /* binding */ Binding::None,
         /* leadingBomLost */ false,
         /* multiRowInsert */ true,
         /* maxRows */ 1024,
