@@ -42,7 +42,7 @@ struct Target
     QSqlDatabase addQtConnection(const QString& name) const;
 };
 
-enum class Scenario { Insert, InsertList, Update, UpdateList, Query, Page, Build };
+enum class Scenario { Insert, InsertList, Import, Update, UpdateList, Query, Page, Build };
 
 // A record's values as a program without the library holds them.
 struct PlainRow

@@ -88,7 +88,8 @@ public:
             }
             return true;
         }
-        case Scenario::InsertList: {
+        case Scenario::InsertList:
+        case Scenario::Import: {
             if (!exec("BEGIN"))
                 return false;
             const QByteArray st = prepare(

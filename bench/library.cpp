@@ -39,6 +39,7 @@ public:
             }
             return true;
         case Scenario::InsertList:
+        case Scenario::Import:
             return m_query.InsertList(w.records, false, false) || fail(QStringLiteral("InsertList returned false"));
         case Scenario::Update:
             for (int i = 0; i < w.count; ++i) {

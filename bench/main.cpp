@@ -124,6 +124,7 @@ struct Sizes
 {
     int insert = 1000;
     int insertList = 10000;
+    int import = 100000;
     int update = 1000;
     int updateList = 10000;
     int readRows = 100000;
@@ -137,6 +138,7 @@ struct Sizes
         Sizes s;
         s.insert = 20;
         s.insertList = 200;
+        s.import = 400;
         s.update = 20;
         s.updateList = 200;
         s.readRows = 1000;
@@ -277,7 +279,7 @@ public:
         m_w.readTable = QStringLiteral("bench_r") + suffix;
         m_w.columns = QStringList{QStringLiteral("id"), QStringLiteral("username"), QStringLiteral("score"),
                                   QStringLiteral("born")};
-        const int people = std::max({sizes.insert, sizes.insertList, sizes.update, sizes.updateList, sizes.build,
+        const int people = std::max({sizes.insert, sizes.insertList, sizes.import, sizes.update, sizes.updateList, sizes.build,
                                      sizes.readRows});
         const QDateTime start(QDate(1970, 1, 1), QTime(8, 30));
         for (int i = 0; i < people; ++i) {
@@ -406,6 +408,8 @@ private:
             return m_sizes.insert;
         case Scenario::InsertList:
             return m_sizes.insertList;
+        case Scenario::Import:
+            return m_sizes.import;
         case Scenario::Update:
             return m_sizes.update;
         case Scenario::UpdateList:
@@ -427,6 +431,8 @@ private:
             return QStringLiteral("Insert x%1, key read back").arg(m_sizes.insert);
         case Scenario::InsertList:
             return QStringLiteral("InsertList of %1").arg(m_sizes.insertList);
+        case Scenario::Import:
+            return QStringLiteral("InsertList of %1").arg(m_sizes.import);
         case Scenario::Update:
             return QStringLiteral("Update by key x%1").arg(m_sizes.update);
         case Scenario::UpdateList:
@@ -473,6 +479,7 @@ private:
             syncPlain(w.count);
             break;
         case Scenario::InsertList:
+        case Scenario::Import:
             m_setup->recreate(w.writeTable);
             for (int i = 0; i < w.count; ++i) {
                 BenchPerson* p = w.people[size_t(i)].get();
@@ -530,6 +537,7 @@ private:
             break;
         }
         case Scenario::InsertList:
+        case Scenario::Import:
             if (m_setup->count(w.writeTable) != w.count)
                 wrong(QStringLiteral("wrong row count"));
             break;
@@ -642,12 +650,12 @@ int main(int argc, char** argv)
                                       QStringLiteral("Comma-separated: sqlite,postgresql,mysql (default: all)."),
                                       QStringLiteral("LIST"));
     const QCommandLineOption only(QStringLiteral("scenarios"),
-                                  QStringLiteral("Comma-separated: insert,insert_list,update,update_list,query,"
+                                  QStringLiteral("Comma-separated: insert,insert_list,insert_list_100k,update,update_list,query,"
                                                  "page,build (default: all)."),
                                   QStringLiteral("LIST"));
     const QCommandLineOption contenders(QStringLiteral("contenders"),
-                                        QStringLiteral("Comma-separated: library,qt_text,qt_prepared,c_api,soci,"
-                                                       "qt_text_one_row_id (default: all)."),
+                                        QStringLiteral("Comma-separated: library,qt_text,qt_prepared,c_api,soci "
+                                                       "(default: all)."),
                                         QStringLiteral("LIST"));
     const QCommandLineOption dir(QStringLiteral("dir"),
                                  QStringLiteral("Folder for the SQLite file and the log (default: a temporary one)."),

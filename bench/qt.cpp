@@ -116,6 +116,7 @@ public:
             }
             return true;
         case Scenario::InsertList:
+        case Scenario::Import:
         case Scenario::UpdateList:
             if (!db.transaction())
                 return failed(db);
@@ -229,6 +230,7 @@ public:
             return true;
         }
         case Scenario::InsertList:
+        case Scenario::Import:
             if (!db.transaction())
                 return failed(db);
             if (!q.prepare(QStringLiteral("INSERT INTO %1 (id, username, score, born) VALUES (?, ?, ?, ?)").arg(t)))

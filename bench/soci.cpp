@@ -63,7 +63,7 @@ public:
 
     void setUp(Scenario scenario, const Workload& w) override
     {
-        if (scenario != Scenario::InsertList && scenario != Scenario::UpdateList)
+        if (scenario != Scenario::InsertList && scenario != Scenario::Import && scenario != Scenario::UpdateList)
             return;
         // Bulk binding wants one vector per column.
         m_ids.clear();
@@ -118,7 +118,8 @@ private:
             }
             return true;
         }
-        case Scenario::InsertList: {
+        case Scenario::InsertList:
+        case Scenario::Import: {
             soci::transaction tr(m_sql);
             m_sql << "INSERT INTO " + t + " (id, username, score, born) VALUES (:i, :u, :s, :b)", soci::use(m_ids),
                 soci::use(m_names), soci::use(m_scores), soci::use(m_borns);

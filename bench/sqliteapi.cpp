@@ -79,7 +79,8 @@ public:
             }
             return true;
         }
-        case Scenario::InsertList: {
+        case Scenario::InsertList:
+        case Scenario::Import: {
             if (!exec("BEGIN"))
                 return failed();
             Statement st(m_db, QStringLiteral("INSERT INTO %1 (id, username, score, born) VALUES (?, ?, ?, ?)").arg(t));

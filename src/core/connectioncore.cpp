@@ -11,7 +11,9 @@
 
 #include <QFileInfo>
 
+#include "core/dialect.h"
 #include "core/rules.h"
+#include "core/statementcache_p.h"
 #include "core/threadconnections.h"
 #include "core/trace_p.h"
 #include "tool/tessarktool.h"
@@ -250,6 +252,7 @@ bool ConnectionCore::prepare(bool emptyInput, QSqlDatabase& db)
         // Qt still reports the dead handle as open: close it so open() starts a new session.
         fail(message(Step::Connect), QStringLiteral("connection lost, reopening"));
         db.close();
+        StatementCache::drop(name);
     }
     return open(db);
 }
@@ -260,6 +263,11 @@ bool ConnectionCore::Execution(QString sql)
     QSqlDatabase db;
     if (!prepare(sql.isEmpty(), db))
         return false;
+    return executeIn(db, sql);
+}
+
+bool ConnectionCore::executeIn(QSqlDatabase& db, const QString& sql)
+{
     if (!begin(db, false))
         return false;
     bool ok;
@@ -322,6 +330,12 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
     QSqlDatabase db;
     if (!prepare(sqls.isEmpty(), db))
         return false;
+    return batchIn(db, sqls, idQueries, ids, continueOnError);
+}
+
+bool ConnectionCore::batchIn(QSqlDatabase& db, const QStringList& sqls, const QList<FieldPair>* idQueries,
+                             QList<QVariant>* ids, bool continueOnError)
+{
     if (!begin(db, ids != nullptr))
         return false; // nothing ran, so the batch must not look successful
 
@@ -361,6 +375,252 @@ bool ConnectionCore::runBatch(const QStringList& sqls, const QList<FieldPair>* i
     if (!keep)
         rollback(db);
     return result;
+}
+
+namespace {
+
+int valueBytes(const QVariant& value)
+{
+    // UTF-8 takes at most three bytes per UTF-16 unit; the rest is framing.
+    const int units = value.userType() == QMetaType::QString ? static_cast<const QString*>(value.constData())->size()
+                                                              : 0;
+    return 3 * units + 16;
+}
+
+// The INSERT of count rows from first on: the first row's statement with the
+// row after VALUES written count times, each row's values in turn. An
+// INSERT's values all lie in that row.
+BoundStatement multiRow(const QVector<BoundStatement>& rows, int first, int count)
+{
+    const BoundStatement& head = rows.at(first);
+    const int rowSize = head.rowEnd - head.rowAt;
+    BoundStatement out;
+    out.shape.reserve(head.shape.size() + (count - 1) * (rowSize + 1));
+    out.shape.append(head.shape.constData(), head.rowAt);
+    out.marks.reserve(count * head.marks.size());
+    out.values.reserve(count * head.values.size());
+    for (int r = 0; r < count; ++r) {
+        if (r > 0)
+            out.shape += QLatin1Char(',');
+        const int shift = out.shape.size() - head.rowAt;
+        out.shape.append(head.shape.constData() + head.rowAt, rowSize);
+        for (int mark : head.marks)
+            out.marks.append(mark + shift);
+        out.values += rows.at(first + r).values;
+    }
+    out.shape.append(head.shape.constData() + head.rowEnd, head.shape.size() - head.rowEnd);
+    return out;
+}
+
+} // namespace
+
+bool ConnectionCore::binds() const
+{
+    return m_rules.writes.binding != Binding::None;
+}
+
+bool ConnectionCore::joinsRows() const
+{
+    return m_rules.writes.multiRowInsert;
+}
+
+// Runs bound on db, prepared once per connection and thread. Logs nothing: a
+// failure is the caller's to undo and run as text.
+bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first)
+{
+    if (m_rules.writes.leadingBomLost) {
+        for (const QVariant& value : bound.values) {
+            if (value.userType() == QMetaType::QString
+                && static_cast<const QString*>(value.constData())->startsWith(QChar(0xFEFF)))
+                return false;
+        }
+    }
+    const Dialect dialect(m_rules.dialect);
+    if (m_rules.writes.binding == Binding::None) {
+        // The text itself: each value as the literal the dialect writes.
+        QString text;
+        int from = 0;
+        for (int i = 0; i < bound.marks.size(); ++i) {
+            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
+            const QVariant& value = bound.values.at(i);
+            text += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
+            from = bound.marks.at(i) + 1;
+        }
+        text.append(bound.shape.constData() + from, bound.shape.size() - from);
+        QSqlQuery query(db);
+        return query.exec(text);
+    }
+    if (m_rules.writes.binding == Binding::Driver) {
+        QSqlQuery* query = StatementCache::query(db, bound.shape);
+        if (!query)
+            return false;
+        for (int i = 0; i < bound.values.size(); ++i)
+            query->bindValue(i, bound.values.at(i));
+        const bool ok = query->exec();
+        if (ok && first && query->isSelect() && query->next())
+            *first = Columns(query->record()).read(*query);
+        query->finish(); // a statement left running would hold SQLite's COMMIT back
+        if (!ok)
+            StatementCache::forget(db, bound.shape);
+        return ok;
+    }
+
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    QString name = StatementCache::sessionName(db, bound.shape);
+    if (name.isEmpty()) {
+        name = StatementCache::nameFor(db, bound.shape);
+        QString text = QLatin1String("PREPARE ") + name + QLatin1String(" AS ");
+        text.reserve(text.size() + bound.shape.size() + 4 * bound.marks.size());
+        int from = 0;
+        for (int i = 0; i < bound.marks.size(); ++i) {
+            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
+            text += QLatin1Char('$') + QString::number(i + 1);
+            from = bound.marks.at(i) + 1;
+        }
+        text.append(bound.shape.constData() + from, bound.shape.size() - from);
+        if (!query.exec(text)) {
+            StatementCache::forget(db, bound.shape);
+            return false;
+        }
+    }
+    // The values as the very literals the text holds.
+    QString call = QLatin1String("EXECUTE ") + name;
+    if (!bound.values.isEmpty()) {
+        call += QLatin1String(" (");
+        for (const QVariant& value : bound.values) {
+            call += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
+            call += QLatin1Char(',');
+        }
+        call[call.size() - 1] = QLatin1Char(')');
+    }
+    const bool ok = query.exec(call);
+    if (ok && first && query.isSelect() && query.next())
+        *first = Columns(query.record()).read(query);
+    if (!ok)
+        StatementCache::forget(db, bound.shape);
+    return ok;
+}
+
+bool ConnectionCore::executeBound(const BoundStatement& bound, const std::function<QString()>& text)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(false, db))
+        return false;
+    if (!begin(db, false))
+        return false;
+    if (!runBound(db, bound, nullptr)) {
+        rollback(db);
+        return executeIn(db, text());
+    }
+    if (db.commit())
+        return true;
+    failedCommit(db);
+    return false;
+}
+
+Row ConnectionCore::queryFirstBound(const BoundStatement& bound, const std::function<QString()>& text)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(false, db))
+        return Row();
+    Row row;
+    if (runBound(db, bound, &row))
+        return row;
+    return firstRow(db, text(), Step::QueryFirst);
+}
+
+bool ConnectionCore::executeBoundList(const QVector<BoundStatement>& list, const std::function<QStringList()>& texts,
+                                      bool continueOnError)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(list.isEmpty(), db))
+        return false;
+    if (!begin(db, false))
+        return false;
+    for (const BoundStatement& bound : list) {
+        if (!runBound(db, bound, nullptr)) {
+            rollback(db);
+            return batchIn(db, texts(), nullptr, nullptr, continueOnError);
+        }
+    }
+    if (db.commit())
+        return true;
+    failedCommit(db);
+    return false;
+}
+
+// The byte bound of one multi-row INSERT: a quarter of the server's packet
+// limit where it tells it, read once per session.
+int ConnectionCore::chunkBytes(QSqlDatabase& db)
+{
+    const WriteRules& writes = m_rules.writes;
+    if (!writes.packetLimitSql)
+        return writes.maxBytes;
+    int limit = StatementCache::packetLimit(db);
+    if (limit == 0) {
+        QSqlQuery query(db);
+        if (query.exec(QLatin1String(writes.packetLimitSql)) && query.next())
+            limit = query.value(0).toInt();
+        if (limit <= 0)
+            limit = 1 << 20; // the smallest default these servers ever shipped
+        StatementCache::setPacketLimit(db, limit);
+    }
+    return qMin(writes.maxBytes, limit / 4);
+}
+
+bool ConnectionCore::insertRows(const QVector<BoundStatement>& rows, const std::function<QStringList()>& texts,
+                                QList<QVariant>* ids, bool continueOnError)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(rows.isEmpty(), db))
+        return false;
+    const WriteRules& writes = m_rules.writes;
+    const int maxBytes = writes.multiRowInsert ? chunkBytes(db) : 0;
+    if (!begin(db, ids != nullptr))
+        return false;
+    for (int first = 0; first < rows.size();) {
+        // Consecutive rows of one shape within the bounds; a power of two of
+        // them, so that a list's chunks share a few prepared statements.
+        int fit = 1;
+        if (writes.multiRowInsert) {
+            const BoundStatement& head = rows.at(first);
+            int parameters = head.values.size();
+            qint64 bytes = 0;
+            for (const QVariant& value : head.values)
+                bytes += valueBytes(value);
+            for (int next = first + 1; next < rows.size() && fit < writes.maxRows; ++next, ++fit) {
+                const BoundStatement& row = rows.at(next);
+                if (row.shape != head.shape || parameters + row.values.size() > writes.maxParameters)
+                    break;
+                for (const QVariant& value : row.values)
+                    bytes += valueBytes(value);
+                if (bytes > maxBytes)
+                    break;
+                parameters += row.values.size();
+            }
+            while (fit & (fit - 1))
+                fit &= fit - 1;
+        }
+        if (!runBound(db, fit == 1 ? rows.at(first) : multiRow(rows, first, fit), nullptr)) {
+            rollback(db);
+            const QList<FieldPair> noKeys;
+            return batchIn(db, texts(), ids ? &noKeys : nullptr, ids, continueOnError);
+        }
+        first += fit;
+    }
+    if (ids) {
+        for (int i = 0; i < rows.size(); ++i)
+            ids->append(QVariant(0));
+    }
+    if (db.commit())
+        return true;
+    failedCommit(db);
+    return false;
 }
 
 RowList ConnectionCore::Query(QString sql)

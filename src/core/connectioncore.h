@@ -9,6 +9,8 @@
 
 #include <QMutex>
 
+#include <functional>
+
 #include "brelvan_global.h"
 #include "Model/conninfomodel.h"
 #include "Model/types.h"
@@ -20,6 +22,7 @@ class QSqlError;
 namespace Tessark {
 
 struct BackendRules;
+struct BoundStatement;
 struct ConnectionRules;
 
 /// One named connection and the execute / batch / query algorithms, written
@@ -108,6 +111,26 @@ protected:
     bool runBatch(const QStringList& sqls, const QList<FieldPair>* idQueries,
                   QList<QVariant>* ids, bool continueOnError);
 
+    // Record writes with their values bound, where the rules bind them. Any
+    // failure undoes what the bound form did and runs the text instead, so the
+    // outcome, log entries included, is the text's.
+    /// Whether single record writes go with bound values on this database.
+    bool binds() const;
+    /// Whether key-less lists go as multi-row INSERTs on this database.
+    bool joinsRows() const;
+    /// Execution of one statement.
+    bool executeBound(const BoundStatement& bound, const std::function<QString()>& text);
+    /// QueryFirst of one statement (an INSERT returning its key, a key query).
+    Row queryFirstBound(const BoundStatement& bound, const std::function<QString()>& text);
+    /// The plain batch, one statement per record.
+    bool executeBoundList(const QVector<BoundStatement>& list, const std::function<QStringList()>& texts,
+                          bool continueOnError);
+    /// A batch of INSERTs that reads no key: runs of one shape go as multi-row
+    /// INSERTs where the rules say so. With ids, the id-collecting batch
+    /// without key queries (a 0 per record).
+    bool insertRows(const QVector<BoundStatement>& rows, const std::function<QStringList()>& texts,
+                    QList<QVariant>* ids, bool continueOnError);
+
 private:
     enum class Step { Connect, Open, Execute, Query, QueryFirst, QueryRow };
     QString message(Step step) const;
@@ -117,6 +140,11 @@ private:
     QMutex* workMutex() const { return m_fileMutex; }
 
     bool prepare(bool emptyInput, QSqlDatabase& db);
+    bool executeIn(QSqlDatabase& db, const QString& sql);
+    bool batchIn(QSqlDatabase& db, const QStringList& sqls, const QList<FieldPair>* idQueries,
+                 QList<QVariant>* ids, bool continueOnError);
+    bool runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first);
+    int chunkBytes(QSqlDatabase& db);
     bool open(QSqlDatabase& db);
     void report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const;
     void noteIfLost(const QSqlError& error, const QSqlDatabase& db) const;

@@ -25,14 +25,16 @@ QString Dialect::column(const QString& name) const
     return m_rules.quoteColumns ? QLatin1Char('"') + name + QLatin1Char('"') : name;
 }
 
+namespace {
+
 // A value never leaves its quotes: the quote (and where it escapes, the backslash) is doubled.
-void Dialect::appendQuoted(QString& sql, const QString& value) const
+void appendQuotedText(QString& sql, const QString& value, bool escapeBackslash)
 {
     sql += QLatin1Char('\'');
     const QChar* run = value.constData();
     const QChar* const end = run + value.size();
     for (const QChar* c = run; c != end; ++c) {
-        if (*c == QLatin1Char('\'') || (m_rules.escapeBackslash && *c == QLatin1Char('\\'))) {
+        if (*c == QLatin1Char('\'') || (escapeBackslash && *c == QLatin1Char('\\'))) {
             sql.append(run, int(c - run + 1));
             sql += *c;
             run = c + 1;
@@ -42,15 +44,65 @@ void Dialect::appendQuoted(QString& sql, const QString& value) const
     sql += QLatin1Char('\'');
 }
 
-QString Dialect::quoted(const QString& value) const
+// Where the builders put a value: into the text, between its quotes ...
+struct Literal
 {
-    QString text;
-    text.reserve(value.size() + 2);
-    appendQuoted(text, value);
-    return text;
-}
+    static constexpr bool text = true;
+    QString& sql;
+    bool escapeBackslash;
 
-namespace {
+    void quoted(const QString& value) { appendQuotedText(sql, value, escapeBackslash); }
+    // Digits and signs that never hold a quote.
+    void plain(QLatin1String value)
+    {
+        sql += QLatin1Char('\'');
+        sql += value;
+        sql += QLatin1Char('\'');
+    }
+    void plain(const QString& value)
+    {
+        sql += QLatin1Char('\'');
+        sql += value;
+        sql += QLatin1Char('\'');
+    }
+    void null() { sql += QLatin1String("NULL"); }
+    void verbatim(const QString& value) { sql += value; }
+};
+
+// ... or apart from it, a '?' in its place and the text it would have had
+// between its quotes in the list of values.
+struct Placeholders
+{
+    static constexpr bool text = false;
+    QString& sql;
+    BoundStatement& bound;
+    bool bindable = true;
+
+    void mark()
+    {
+        bound.marks.append(sql.size());
+        sql += QLatin1Char('?');
+    }
+    void quoted(const QString& value)
+    {
+        mark();
+        // A null QString is still the text '': never bound as NULL.
+        bound.values.append(value.isNull() ? QStringLiteral("") : value);
+    }
+    void plain(QLatin1String value)
+    {
+        mark();
+        bound.values.append(QString(value));
+    }
+    void plain(const QString& value) { quoted(value); }
+    void null()
+    {
+        mark();
+        bound.values.append(QVariant());
+    }
+    // A call such as to_date(...) is text of its own, no value.
+    void verbatim(const QString&) { bindable = false; }
+};
 
 void appendName(QString& sql, const QString& name, bool quote)
 {
@@ -78,22 +130,21 @@ QString columnText(const PropertyPlan::Column& c, QObject* obj)
     return text;
 }
 
-// As QVariant::toString writes numbers; they never hold a quote.
-void appendInteger(QString& sql, qlonglong value)
+// As QVariant::toString writes numbers.
+template <class Out>
+void appendInteger(Out& out, qlonglong value)
 {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    sql += QLatin1Char('\'');
-    sql += QLatin1String(digits, int(end - digits));
-    sql += QLatin1Char('\'');
+    out.plain(QLatin1String(digits, int(end - digits)));
 }
 
 // Qt's shortest 'g' text. Where that is plain decimal notation it has the
 // same digits as std::to_chars's shortest round trip, which is several times
 // faster; exponents, infinities and NaN keep Qt's own spelling.
-void appendDouble(QString& sql, double value)
+template <class Out>
+void appendDouble(Out& out, double value)
 {
-    sql += QLatin1Char('\'');
     char digits[32];
     const char* end = nullptr;
     if (value == 0) {
@@ -105,90 +156,113 @@ void appendDouble(QString& sql, double value)
             end = nullptr;
     }
     if (end)
-        sql += QLatin1String(digits, int(end - digits));
+        out.plain(QLatin1String(digits, int(end - digits)));
     else
-        sql += QString::number(value, 'g', QLocale::FloatingPointShortest);
-    sql += QLatin1Char('\'');
+        out.plain(QString::number(value, 'g', QLocale::FloatingPointShortest));
 }
 
 } // namespace
+
+void Dialect::appendQuoted(QString& sql, const QString& value) const
+{
+    appendQuotedText(sql, value, m_rules.escapeBackslash);
+}
+
+QString Dialect::quoted(const QString& value) const
+{
+    QString text;
+    text.reserve(value.size() + 2);
+    appendQuoted(text, value);
+    return text;
+}
 
 // A date-time as the database reads it; one that is no date is NULL in every
 // dialect (an empty text is refused by MySQL in strict mode and stored by
 // SQLite as a text that is no date). The fast paths write the same text as
 // the general formatters for the plain-digit values most records hold.
-void Dialect::appendDateTime(QString& sql, const QDateTime& value) const
+template <class Out>
+void Dialect::appendDateTime(Out& out, const QDateTime& value) const
 {
     if (!value.isValid()) {
-        sql += QLatin1String("NULL");
+        out.null();
         return;
     }
     switch (m_rules.dateTime) {
-    case DateTimeStyle::Iso:
-        if (!appendQuotedIsoDateTimeText(sql, value)) {
-            // ISO text is empty for years it cannot write: no date either.
-            const QString text = isoDateTimeText(value);
-            if (text.isEmpty())
-                sql += QLatin1String("NULL");
-            else
-                appendQuoted(sql, text);
+    case DateTimeStyle::Iso: {
+        if constexpr (Out::text) {
+            if (appendQuotedIsoDateTimeText(out.sql, value))
+                return;
         }
+        // ISO text is empty for years it cannot write: no date either.
+        const QString text = isoDateTimeText(value);
+        if (text.isEmpty())
+            out.null();
+        else
+            out.quoted(text);
         return;
+    }
     case DateTimeStyle::SpaceMillis:
-        if (!appendQuotedDateTimeText(sql, value, true))
-            appendQuoted(sql, dateTimeText(value, true));
+        if constexpr (Out::text) {
+            if (appendQuotedDateTimeText(out.sql, value, true))
+                return;
+        }
+        out.quoted(dateTimeText(value, true));
         return;
     case DateTimeStyle::OracleToDate:
-        sql += QLatin1String("to_date('") + dateTimeText(value, false) + QLatin1String("', 'yyyy/mm/dd hh24:mi:ss')");
+        out.verbatim(QLatin1String("to_date('") + dateTimeText(value, false)
+                     + QLatin1String("', 'yyyy/mm/dd hh24:mi:ss')"));
         return;
     }
 }
 
 // A property's value: a date-time as the dialect writes it, anything else as
 // its variant's text, quoted.
-void Dialect::appendRendered(QString& sql, const QVariant& value) const
+template <class Out>
+void Dialect::appendRendered(Out& out, const QVariant& value) const
 {
     switch (value.userType()) {
     case QMetaType::QString:
-        appendQuoted(sql, *static_cast<const QString*>(value.constData()));
+        out.quoted(*static_cast<const QString*>(value.constData()));
         return;
     case QMetaType::Int:
     case QMetaType::LongLong:
-        appendInteger(sql, value.toLongLong());
+        appendInteger(out, value.toLongLong());
         return;
     case QMetaType::Double:
-        appendDouble(sql, *static_cast<const double*>(value.constData()));
+        appendDouble(out, *static_cast<const double*>(value.constData()));
         return;
     case QMetaType::QDateTime:
-        appendDateTime(sql, *static_cast<const QDateTime*>(value.constData()));
+        appendDateTime(out, *static_cast<const QDateTime*>(value.constData()));
         return;
     default:
-        appendQuoted(sql, value.toString());
+        out.quoted(value.toString());
     }
 }
 
 // What appendRendered writes for the variant QMetaProperty::read would give;
 // the common types are read into a value of their own, not a variant.
-void Dialect::appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const
+template <class Out>
+void Dialect::appendProperty(Out& out, const PropertyPlan::Column& c, QObject* obj) const
 {
     PropertyPlan::read(obj, c, [&](const auto& value) {
         using T = std::decay_t<decltype(value)>;
         if constexpr (std::is_same_v<T, int> || std::is_same_v<T, qlonglong>)
-            appendInteger(sql, value);
+            appendInteger(out, value);
         else if constexpr (std::is_same_v<T, double>)
-            appendDouble(sql, value);
+            appendDouble(out, value);
         else if constexpr (std::is_same_v<T, QString>)
-            appendQuoted(sql, value);
+            out.quoted(value);
         else if constexpr (std::is_same_v<T, QDateTime>)
-            appendDateTime(sql, value);
+            appendDateTime(out, value);
         else
-            appendRendered(sql, value);
+            appendRendered(out, value);
     });
 }
 
 // Written straight into one string: batches build thousands of these.
-QString Dialect::GetInsertSql(const QString& tableName, const QStringList& columns, ObjectModel* obj,
-                              const QString& key, bool generatedKey, const QStringList& excluded) const
+template <class Out>
+void Dialect::writeInsert(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                          const QString& key, bool generatedKey, const QStringList& excluded) const
 {
     std::shared_ptr<const PropertyPlan> plan;
     QVarLengthArray<const PropertyPlan::Column*, 32> taken;
@@ -205,7 +279,7 @@ QString Dialect::GetInsertSql(const QString& tableName, const QStringList& colum
             size += c.quotedColumn.size() + 32;
         }
     }
-    QString sql;
+    QString& sql = out.sql;
     sql.reserve(size);
     sql += QLatin1String("INSERT INTO ");
     appendName(sql, tableName, m_rules.quoteTables);
@@ -216,19 +290,43 @@ QString Dialect::GetInsertSql(const QString& tableName, const QStringList& colum
     }
     if (!taken.isEmpty())
         sql.chop(1);
-    sql += QLatin1String(") VALUES (");
+    sql += QLatin1String(") VALUES ");
+    const int rowAt = sql.size();
+    sql += QLatin1Char('(');
     for (const PropertyPlan::Column* c : taken) {
-        appendProperty(sql, *c, obj);
+        appendProperty(out, *c, obj);
         sql += QLatin1Char(',');
     }
     if (!taken.isEmpty())
         sql.chop(1);
     sql += QLatin1Char(')');
+    if constexpr (!Out::text) {
+        out.bound.rowAt = rowAt;
+        out.bound.rowEnd = sql.size();
+    }
     if (m_rules.returningKey) {
         sql += QLatin1String(" RETURNING ");
         sql += key;
     }
+}
+
+QString Dialect::GetInsertSql(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                              const QString& key, bool generatedKey, const QStringList& excluded) const
+{
+    QString sql;
+    Literal out{sql, m_rules.escapeBackslash};
+    writeInsert(out, tableName, columns, obj, key, generatedKey, excluded);
     return sql;
+}
+
+bool Dialect::bindInsert(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                         const QString& key, bool generatedKey, const QStringList& excluded,
+                         BoundStatement& bound) const
+{
+    bound = BoundStatement();
+    Placeholders out{bound.shape, bound};
+    writeInsert(out, tableName, columns, obj, key, generatedKey, excluded);
+    return out.bindable;
 }
 
 QString Dialect::GetInsertSql(const QString& tableName, const QStringList& columns,
@@ -270,10 +368,11 @@ void Dialect::appendUpdateHead(QString& sql, const QString& tableName) const
 // The SET list of a record UPDATE, trailing comma cut, and the key's text: the
 // last column property named key ignoring case, or with anyProperty the last
 // property of that name whether it is a column or not.
-QString Dialect::recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
-                                  const QString& key, bool anyProperty, QString& keyValue) const
+template <class Out>
+void Dialect::recordUpdate(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                           const QString& key, bool anyProperty, QString& keyValue) const
 {
-    QString sql;
+    QString& sql = out.sql;
     if (obj) {
         const auto plan = PropertyPlan::get(obj->metaObject(), columns);
         int size = 64 + 2 * tableName.size() + 2 * key.size();
@@ -288,7 +387,7 @@ QString Dialect::recordUpdate(const QString& tableName, const QStringList& colum
                 continue;
             sql += m_rules.quoteColumns ? c.quotedColumn : c.column;
             sql += QLatin1String(" = ");
-            appendProperty(sql, c, obj);
+            appendProperty(out, c, obj);
             sql += QLatin1Char(',');
             if (c.lowerName == lowerKey)
                 keyColumn = &c;
@@ -304,26 +403,45 @@ QString Dialect::recordUpdate(const QString& tableName, const QStringList& colum
         appendUpdateHead(sql, tableName);
     }
     sql.chop(1);
-    return sql;
+}
+
+template <class Out>
+void Dialect::writeUpdate(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                          const QString& key) const
+{
+    QString keyValue;
+    recordUpdate(out, tableName, columns, obj, key, false, keyValue);
+    out.sql += QLatin1String(m_rules.objectUpdateWhere);
+    appendName(out.sql, key, m_rules.quoteColumns);
+    out.sql += QLatin1Char('=');
+    out.quoted(keyValue);
 }
 
 QString Dialect::GetUpdateSql(const QString& tableName, const QStringList& columns, ObjectModel* obj,
                               const QString& key) const
 {
-    QString keyValue;
-    QString sql = recordUpdate(tableName, columns, obj, key, false, keyValue);
-    sql += QLatin1String(m_rules.objectUpdateWhere);
-    appendName(sql, key, m_rules.quoteColumns);
-    sql += QLatin1Char('=');
-    appendQuoted(sql, keyValue);
+    QString sql;
+    Literal out{sql, m_rules.escapeBackslash};
+    writeUpdate(out, tableName, columns, obj, key);
     return sql;
+}
+
+bool Dialect::bindUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                         const QString& key, BoundStatement& bound) const
+{
+    bound = BoundStatement();
+    Placeholders out{bound.shape, bound};
+    writeUpdate(out, tableName, columns, obj, key);
+    return out.bindable;
 }
 
 QString Dialect::GetUpdateSqlByKey(const QString& tableName, const QString& key, const QStringList& columns,
                                    ObjectModel* obj) const
 {
     QString keyValue;
-    QString sql = recordUpdate(tableName, columns, obj, key, true, keyValue);
+    QString sql;
+    Literal out{sql, m_rules.escapeBackslash};
+    recordUpdate(out, tableName, columns, obj, key, true, keyValue);
     sql += QLatin1String(" where ");
     appendName(sql, PropertyPlan::containsColumn(columns, key), m_rules.quoteColumns);
     sql += QLatin1Char('=');

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
+#include <QVector>
 
 #include "brelvan_global.h"
 #include "Model/types.h"
@@ -15,6 +16,19 @@
 class ObjectModel;
 
 namespace Tessark {
+
+// A statement with its values apart: shape is the text with '?' where each
+// value stands (marks: their offsets), values the text each has between its
+// quotes, or null where the text says NULL. rowAt..rowEnd is an INSERT's
+// "(...)" after VALUES.
+struct BoundStatement
+{
+    QString shape;
+    QVector<int> marks;
+    QVector<QVariant> values;
+    int rowAt = -1;
+    int rowEnd = -1;
+};
 
 // Statement text, written once for every database from its DialectRules.
 // Builds text only: no connection, no locks, no caches.
@@ -33,6 +47,12 @@ public:
                          const QList<FieldPair>& fields) const;
     QString GetUpdateSqlByKey(const QString& tableName, const QString& key, const QStringList& columns,
                               ObjectModel* obj) const;
+    // The record INSERT and UPDATE above with their values apart. False where
+    // a value is no quoted literal (a to_date call), so only the text will do.
+    bool bindInsert(const QString& tableName, const QStringList& columns, ObjectModel* obj, const QString& key,
+                    bool generatedKey, const QStringList& excluded, BoundStatement& out) const;
+    bool bindUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj, const QString& key,
+                    BoundStatement& out) const;
     QString GetDeleteSql(const QString& tableName, const QString& key, const QVariant& value) const;
     QString GetDeleteSql(const QString& tableName, const QString& key, const QList<FieldPair>& fields) const;
     QString GetDeleteAllSql(const QString& tableName) const;
@@ -49,12 +69,19 @@ private:
     QString table(const QString& name) const;
     QString column(const QString& name) const;
     void appendQuoted(QString& sql, const QString& value) const;
-    void appendRendered(QString& sql, const QVariant& value) const;
-    void appendProperty(QString& sql, const PropertyPlan::Column& c, QObject* obj) const;
-    void appendDateTime(QString& sql, const QDateTime& value) const;
+    template <class Out> void appendRendered(Out& out, const QVariant& value) const;
+    template <class Out> void appendProperty(Out& out, const PropertyPlan::Column& c, QObject* obj) const;
+    template <class Out> void appendDateTime(Out& out, const QDateTime& value) const;
     void appendUpdateHead(QString& sql, const QString& tableName) const;
-    QString recordUpdate(const QString& tableName, const QStringList& columns, ObjectModel* obj,
-                         const QString& key, bool anyProperty, QString& keyValue) const;
+    template <class Out>
+    void writeInsert(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                     const QString& key, bool generatedKey, const QStringList& excluded) const;
+    template <class Out>
+    void recordUpdate(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                      const QString& key, bool anyProperty, QString& keyValue) const;
+    template <class Out>
+    void writeUpdate(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
+                     const QString& key) const;
 
     const DialectRules& m_rules;
 };

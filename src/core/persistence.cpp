@@ -117,6 +117,17 @@ QString Persistence::lastIdSql(const QString& key) const
     return QLatin1String(m_keys.lastIdHead) + key;
 }
 
+// The last-id query has no values: prepared once, it is the same statement every time.
+Row Persistence::readLastId(const QString& key)
+{
+    const QString sql = lastIdSql(key);
+    if (!m_connection.binds())
+        return m_connection.QueryFirst(sql);
+    BoundStatement bound;
+    bound.shape = sql;
+    return m_connection.queryFirstBound(bound, [&] { return sql; });
+}
+
 // The key goes into the first property whose name matches Key ignoring case;
 // which one that is, is worked out once per class rather than per record.
 void Persistence::writeKey(ObjectModel* obj, const QVariant& value)
@@ -210,13 +221,18 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
     const QStringList columns = m_catalogue.columns(obj->TableName);
     if (rejectUnmapped(obj, columns, "Insert"))
         return false;
-    const QString sql = m_dialect.GetInsertSql(obj->TableName, columns, obj, obj->Key, generatedKey, excluded);
+    const auto text = [&] {
+        return m_dialect.GetInsertSql(obj->TableName, columns, obj, obj->Key, generatedKey, excluded);
+    };
+    BoundStatement bound;
+    const bool binds = m_connection.binds()
+        && m_dialect.bindInsert(obj->TableName, columns, obj, obj->Key, generatedKey, excluded, bound);
     QVariant keyValue(0);
     if (m_keys.fromReturningRow) {
         Row row;
         {
             QMutexLocker locker(&m_executionLock);
-            row = m_connection.QueryFirst(sql);
+            row = binds ? m_connection.queryFirstBound(bound, text) : m_connection.QueryFirst(text());
         }
         if (row.isEmpty())
             return false;
@@ -226,10 +242,10 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
     }
     {
         QMutexLocker locker(&m_executionLock);
-        if (!m_connection.Insert(sql))
+        if (!(binds ? m_connection.executeBound(bound, text) : m_connection.Insert(text())))
             return false;
         if (generatedKey) {
-            const Row row = m_connection.QueryFirst(lastIdSql(obj->Key));
+            const Row row = readLastId(obj->Key);
             if (row.isEmpty())
                 return false;
             keyValue = row.value(obj->Key);
@@ -254,7 +270,7 @@ bool Persistence::Insert(QString tableName, QList<FieldPair> fields, QString key
         return false;
     if (!m_keys.fieldInsertReadsKey)
         return true;
-    const Row row = m_connection.QueryFirst(lastIdSql(key));
+    const Row row = readLastId(key);
     return keyAccepted(QVariant(row.value(key).toInt()));
 }
 
@@ -263,24 +279,46 @@ bool Persistence::InsertList(QList<ObjectModel*> list, bool generatedKey, bool c
     if (list.isEmpty() || rejectNull(list, "InsertList"))
         return false;
     m_catalogue.refreshTables();
-    QStringList sqls;
-    QList<FieldPair> idQueries;
-    sqls.reserve(list.size());
     BatchColumns columns(m_catalogue);
+    // One unmapped record refuses the whole batch before anything runs.
     for (ObjectModel* obj : qAsConst(list)) {
-        // One unmapped record refuses the whole batch before anything runs.
-        const QStringList tableColumns = columns.of(obj->TableName);
-        if (rejectUnmapped(obj, tableColumns, "InsertList"))
+        if (rejectUnmapped(obj, columns.of(obj->TableName), "InsertList"))
             return false;
-        sqls.append(m_dialect.GetInsertSql(obj->TableName, tableColumns, obj, obj->Key, generatedKey, QStringList()));
-        if (generatedKey && !m_keys.fromReturningRow)
-            idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key)));
     }
-    if (m_keys.fromReturningRow)
-        return executeList(sqls, continueOnError);
-
+    const auto texts = [&] {
+        QStringList sqls;
+        sqls.reserve(list.size());
+        for (ObjectModel* obj : qAsConst(list))
+            sqls.append(m_dialect.GetInsertSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key,
+                                               generatedKey, QStringList()));
+        return sqls;
+    };
+    const bool readsKeys = generatedKey && !m_keys.fromReturningRow;
+    QVector<BoundStatement> rows;
+    if (!readsKeys && (m_connection.binds() || m_connection.joinsRows())) {
+        rows.resize(list.size());
+        for (int i = 0; i < list.size() && !rows.isEmpty(); ++i) {
+            ObjectModel* obj = list.at(i);
+            if (!m_dialect.bindInsert(obj->TableName, columns.of(obj->TableName), obj, obj->Key, generatedKey,
+                                      QStringList(), rows[i]))
+                rows.clear();
+        }
+    }
     QList<QVariant> ids;
-    const bool result = insertBatch(sqls, idQueries, ids, continueOnError);
+    bool result;
+    if (!rows.isEmpty()) {
+        QMutexLocker locker(&m_executionLock);
+        result = m_connection.insertRows(rows, texts, m_keys.fromReturningRow ? nullptr : &ids, continueOnError);
+    } else if (m_keys.fromReturningRow) {
+        return executeList(texts(), continueOnError);
+    } else {
+        QList<FieldPair> idQueries;
+        if (generatedKey) {
+            for (ObjectModel* obj : qAsConst(list))
+                idQueries.append(FieldPair(obj->Key, lastIdSql(obj->Key)));
+        }
+        result = insertBatch(texts(), idQueries, ids, continueOnError);
+    }
     // Positional: the i-th id belongs to the i-th record.
     for (int i = 0; i < list.size() && i < ids.size(); ++i)
         writeKey(list.at(i), ids.at(i));
@@ -309,7 +347,13 @@ bool Persistence::Update(ObjectModel* obj)
     if (rejectNull(obj, "Update") || rejectNoKey(obj->Key, "Update"))
         return false;
     m_catalogue.refreshTables();
-    return execute(m_dialect.GetUpdateSql(obj->TableName, m_catalogue.columns(obj->TableName), obj, obj->Key));
+    const QStringList columns = m_catalogue.columns(obj->TableName);
+    const auto text = [&] { return m_dialect.GetUpdateSql(obj->TableName, columns, obj, obj->Key); };
+    BoundStatement bound;
+    if (!m_connection.binds() || !m_dialect.bindUpdate(obj->TableName, columns, obj, obj->Key, bound))
+        return execute(text());
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.executeBound(bound, text);
 }
 
 bool Persistence::Update(QString tableName, QString key, QList<FieldPair> fields)
@@ -337,12 +381,27 @@ bool Persistence::UpdateList(QList<ObjectModel*> list, bool continueOnError)
     if (list.isEmpty() || rejectNull(list, "UpdateList") || rejectNoKey(list, "UpdateList"))
         return false;
     m_catalogue.refreshTables();
-    QStringList sqls;
-    sqls.reserve(list.size());
     BatchColumns columns(m_catalogue);
-    for (ObjectModel* obj : qAsConst(list))
-        sqls.append(m_dialect.GetUpdateSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key));
-    return executeList(sqls, continueOnError);
+    const auto texts = [&] {
+        QStringList sqls;
+        sqls.reserve(list.size());
+        for (ObjectModel* obj : qAsConst(list))
+            sqls.append(m_dialect.GetUpdateSql(obj->TableName, columns.of(obj->TableName), obj, obj->Key));
+        return sqls;
+    };
+    QVector<BoundStatement> bound;
+    if (m_connection.binds()) {
+        bound.resize(list.size());
+        for (int i = 0; i < list.size() && !bound.isEmpty(); ++i) {
+            ObjectModel* obj = list.at(i);
+            if (!m_dialect.bindUpdate(obj->TableName, columns.of(obj->TableName), obj, obj->Key, bound[i]))
+                bound.clear();
+        }
+    }
+    if (bound.isEmpty())
+        return executeList(texts(), continueOnError);
+    QMutexLocker locker(&m_executionLock);
+    return m_connection.executeBoundList(bound, texts, continueOnError);
 }
 
 bool Persistence::Delete(QString tableName, QString key, QList<FieldPair> fields)

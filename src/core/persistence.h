@@ -66,6 +66,7 @@ private:
                      bool continueOnError);
     RowList lockedQuery(const QString& sql);
     QString lastIdSql(const QString& key) const;
+    Row readLastId(const QString& key);
     bool reject(const char* operation, const char* reason) const;
     bool rejectNull(const ObjectModel* obj, const char* operation) const;
     bool rejectNull(const QList<ObjectModel*>& list, const char* operation) const;

@@ -87,6 +87,32 @@ struct KeyRules
     bool emptyInsertStoresDefaults; // INSERT INTO t () VALUES () stores a row (else the server refuses it)
 };
 
+// How writes are run underneath the dialect's text. A value is bound as the
+// text the dialect writes between its quotes (NULL as null), so the database
+// reads the same value whichever way it arrives.
+enum class Binding {
+    None,       // every statement is sent as its text (a multi-row INSERT too)
+    Driver,     // the Qt driver prepares it and binds the values
+    SqlPrepare, // PREPARE name AS ... with $n once, then EXECUTE name('v', ...)
+};
+
+struct WriteRules
+{
+    Binding binding;
+    // The driver's bound text loses a leading U+FEFF (SQLite reads UTF-16
+    // text's first BOM as its byte order): such a value goes as text.
+    bool leadingBomLost;
+    // Lists that read no key back go as INSERT ... VALUES (...),(...), bound
+    // as above or, without binding, as the rows' texts joined.
+    bool multiRowInsert;
+    int maxRows;                   // rows per multi-row INSERT
+    int maxParameters;             // bound values per statement
+    int maxBytes;                  // bound values' UTF-8 bytes per statement
+    // Reads the server's largest packet, one value; a chunk stays under a quarter
+    // of it. null: maxBytes only.
+    const char* packetLimitSql;
+};
+
 struct BackendRules
 {
     Kind kind;
@@ -94,6 +120,7 @@ struct BackendRules
     DialectRules dialect;
     CatalogueRules catalogue;
     KeyRules keys;
+    WriteRules writes;
     const ModelTraits* generator;  // the record-class generator's type map; null: none
     const char* dateTimeFormat;    // TessarkTool::GetDateTimeFormat's pattern; null: none
     ConnectionCore* (*newConnection)(); // a new connection object of the backend's public class

@@ -1,4 +1,5 @@
 #include "core/threadconnections.h"
+#include "core/statementcache_p.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -32,6 +33,8 @@ void dropConnection(const QString& name, bool ownedByCaller)
     }
     // Another thread's handle is closed by its driver when the last reference goes.
     QSqlDatabase::removeDatabase(name);
+    if (ownedByCaller)
+        StatementCache::drop(name);
 }
 
 // Removes the calling thread's connections when the thread ends, whether it is

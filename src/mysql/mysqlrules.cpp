@@ -80,6 +80,17 @@ const BackendRules mysqlRules = {
         /* listsContinueOnError */ true,
         /* emptyInsertStoresDefaults */ true,
     },
+    {
+        // Qt's driver resets a prepared statement on the server before every
+        // execution, a round trip more than the text costs.
+        /* binding */ Binding::None,
+        /* leadingBomLost */ false,
+        /* multiRowInsert */ true,
+        /* maxRows */ 1024,
+        /* maxParameters: the protocol's 65535, halved */ 32767,
+        /* maxBytes */ 16 << 20,
+        /* packetLimitSql */ "SELECT @@max_allowed_packet",
+    },
     /* generator */ nullptr,
     /* dateTimeFormat: none, callers rely on that */ nullptr,
     []() -> ConnectionCore* { return new MySqlHelp; },

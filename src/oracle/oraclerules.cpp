@@ -81,6 +81,16 @@ const BackendRules oracleRules = {
         /* listsContinueOnError */ true,
         /* emptyInsertStoresDefaults */ false,
     },
+    {
+        // Its dates are to_date(...) calls, not values that could be bound.
+        /* binding */ Binding::None,
+        /* leadingBomLost */ false,
+        /* multiRowInsert */ false,
+        /* maxRows */ 1,
+        /* maxParameters */ 0,
+        /* maxBytes */ 0,
+        /* packetLimitSql */ nullptr,
+    },
     /* generator */ nullptr,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",
     []() -> ConnectionCore* { return new OracleHelp; },

@@ -121,6 +121,17 @@ const BackendRules postgresqlRules = {
         /* listsContinueOnError */ false,
         /* emptyInsertStoresDefaults */ false,
     },
+    {
+        // Qt's driver prepares with PREPARE/EXECUTE too, but its statements
+        // send DEALLOCATE when destroyed, which warns on a session that died.
+        /* binding */ Binding::SqlPrepare,
+        /* leadingBomLost */ false,
+        /* multiRowInsert */ true,
+        /* maxRows */ 1024,
+        /* maxParameters */ 32767,
+        /* maxBytes */ 16 << 20,
+        /* packetLimitSql */ nullptr,
+    },
     &postgresqlModelTraits,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",
     []() -> ConnectionCore* { return new PostgreSQLHelp; },

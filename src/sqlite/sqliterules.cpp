@@ -89,6 +89,16 @@ const BackendRules sqliteRules = {
         /* listsContinueOnError */ true,
         /* emptyInsertStoresDefaults */ false,
     },
+    {
+        /* binding */ Binding::Driver,
+        /* leadingBomLost */ true,
+        /* multiRowInsert */ true,
+        /* maxRows */ 512,
+        // SQLite before 3.32 takes at most 999 host parameters.
+        /* maxParameters */ 999,
+        /* maxBytes: far below SQLITE_MAX_LENGTH */ 8 << 20,
+        /* packetLimitSql */ nullptr,
+    },
     &sqliteModelTraits,
     /* dateTimeFormat: SQLite stores ISO text */ "yyyy-MM-ddTHH:mm:ss",
     []() -> ConnectionCore* { return new SQLiteHelp; },

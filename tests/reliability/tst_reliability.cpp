@@ -12,6 +12,7 @@
 #include <array>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <tuple>
 
@@ -140,6 +141,85 @@ QString rowsDiffer(const Backend& b, Q& q, const QString& table, const QStringLi
             ids->append(row.value("id").toInt());
     }
     return QString();
+}
+
+// Every kind of value a record writes: text, number, 64-bit integer, date-time,
+// and text in a column that reads numbers (SQLite's NUMERIC affinity).
+class Sample : public ObjectModel
+{
+    Q_OBJECT
+    Q_PROPERTY(int id MEMBER id)
+    Q_PROPERTY(QString label MEMBER label)
+    Q_PROPERTY(double amount MEMBER amount)
+    Q_PROPERTY(qlonglong big MEMBER big)
+    Q_PROPERTY(QDateTime born MEMBER born)
+    Q_PROPERTY(QString loose MEMBER loose)
+
+public:
+    explicit Sample(const QString& table)
+    {
+        TableName = table;
+        Key = QStringLiteral("id");
+    }
+
+    int id = 0;
+    QString label;
+    double amount = 0;
+    qlonglong big = 0;
+    QDateTime born;
+    QString loose;
+
+    // Row i's values of a scheme shifted by turn.
+    void fill(int i, int turn, const QStringList& texts)
+    {
+        static const double doubles[] = {0.1, 1.0 / 3, -2.5e-7, 1e15, 123456789.125, 5e-324, 1.7976931348623157e308,
+                                         -0.0, 9007199254740993.0, 1e-5};
+        static const qlonglong integers[] = {std::numeric_limits<qlonglong>::min(),
+                                             std::numeric_limits<qlonglong>::max(), 0, -1, 4242};
+        static const QStringList numberLike = {"12", "1e3", " 7 ", "0x10", "3.0", "-0", "", "12abc", "9223372036854775808"};
+        const QDateTime dates[] = {QDateTime(), QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 999)),
+                                   QDateTime(QDate(1970, 1, 1), QTime(0, 0)),
+                                   QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59, 999)), QDateTime(QDate(), QTime(1, 0))};
+        const int k = i + turn;
+        label = texts.at(k % texts.size());
+        amount = doubles[k % 10];
+        big = integers[k % 5];
+        born = dates[k % 5];
+        loose = k % 2 ? numberLike.at(k % numberLike.size()) : texts.at((k * 7) % texts.size());
+    }
+};
+
+QString sampleTable(const Backend& b, const QString& name)
+{
+    static const char* const columns[] = {
+        "id INTEGER PRIMARY KEY, label TEXT, amount DOUBLE, big INTEGER, born TIMESTAMP, loose NUMERIC",
+        "id int primary key, label text, amount double precision, big bigint, born timestamp(3), loose text",
+        "id int primary key, label longtext collate utf8mb4_nopad_bin, amount double, big bigint, born datetime(3), "
+        "loose longtext collate utf8mb4_nopad_bin"};
+    return QStringLiteral("create table %1 (%2)").arg(name, QLatin1String(columns[int(b.kind)]))
+           + (b.kind == Kind::MySQL ? QStringLiteral(" character set utf8mb4") : QString());
+}
+
+// Empty when the two tables hold the same cells (in SQLite of the same storage classes), else the first difference.
+QString tablesDiffer(const Backend& b, const QString& text, const QString& fast)
+{
+    const QString classes = b.kind == Kind::SQLite
+        ? QStringLiteral(", typeof(label) l, typeof(amount) a, typeof(big) g, typeof(born) o, typeof(loose) s")
+        : QString();
+    auto conn = b.help(QStringLiteral("compare"));
+    const QString select = QStringLiteral("select *%1 from %2 order by id");
+    const RowList a = conn->Query(select.arg(classes, text)), f = conn->Query(select.arg(classes, fast));
+    if (a.size() != f.size())
+        return QStringLiteral("%1 rows by text, %2 by the fast paths").arg(a.size()).arg(f.size());
+    for (int i = 0; i < a.size(); ++i) {
+        for (auto it = a.at(i).constBegin(); it != a.at(i).constEnd(); ++it) {
+            const QVariant other = f.at(i).value(it.key());
+            if (other != it.value() || other.userType() != it.value().userType())
+                return QStringLiteral("row %1, %2: %3 by text, %4 by the fast paths")
+                    .arg(i).arg(it.key(), it.value().toString().left(100), other.toString().left(100));
+        }
+    }
+    return a.isEmpty() ? QStringLiteral("no rows") : QString();
 }
 
 } // namespace
@@ -372,6 +452,90 @@ private slots:
         });
         if (!QTest::currentTestFailed())
             QCOMPARE(log.messages(), QStringList());
+    }
+
+    // The same records written as text, one statement each, and through the
+    // paths that bind values and send many rows at once: the tables must not
+    // differ in any cell. Then a list with a failing record, with and without
+    // continueOnError: the same rows, result and log.
+    void fastPathsStoreWhatTextStores_data() { addBackendRows(); }
+    void fastPathsStoreWhatTextStores()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString text = uniqueName(QStringLiteral("bytext")), fast = uniqueName(QStringLiteral("fast"));
+        QVERIFY(b.exec(sampleTable(b, text)));
+        QVERIFY(b.exec(sampleTable(b, fast)));
+        DropTable dropText{b, text}, dropFast{b, fast};
+        HostileValues hostile(runSeed());
+        QStringList texts = {QString(), QStringLiteral(""), QString(8000, QLatin1Char('\''))};
+        for (int i = qMin(valueCount(), 600); i > 0; --i)
+            texts.append(hostile.next());
+        const int n = texts.size();
+        std::deque<Sample> samples;
+        QList<ObjectModel*> records;
+        for (int i = 0; i < n; ++i) {
+            samples.emplace_back(fast);
+            samples.back().id = i + 1;
+            samples.back().fill(i, 0, texts);
+            records.append(&samples.back());
+        }
+        auto plain = b.help(QStringLiteral("plain"));
+        withQuery(b, uniqueName(QStringLiteral("fast")), [&](auto& q) {
+            const QStringList columns = q.GetColumnNames(fast);
+            // The statements for the text table: the same but for its name.
+            auto asText = [&](auto build) {
+                QStringList sqls;
+                for (Sample& s : samples)
+                    sqls.append(build(s));
+                return sqls;
+            };
+            const auto inserts = asText([&](Sample& s) { return q.GetInsertSql(text, columns, &s, "id", false, {}); });
+            const int half = n / 2;
+            QVERIFY(plain->ExecutionList(inserts, false));
+            QVERIFY(q.InsertList(records.mid(0, n - 40), false, false));
+            for (int i = n - 40; i < n; ++i)
+                QVERIFY(insertRecord(q, records.at(i), false));
+            QString differ = tablesDiffer(b, text, fast);
+            QVERIFY2(differ.isEmpty(), qPrintable("insert: " + differ + seedNote()));
+
+            for (int i = 0; i < n; ++i)
+                samples[size_t(i)].fill(i, 3, texts);
+            const QStringList sqls = asText([&](Sample& s) { return q.GetUpdateSql(text, columns, &s, "id"); });
+            QVERIFY(plain->ExecutionList(sqls, false));
+            for (int i = 0; i < half; ++i)
+                QVERIFY(q.Update(records.at(i)));
+            QVERIFY(q.UpdateList(records.mid(half), false));
+            differ = tablesDiffer(b, text, fast);
+            QVERIFY2(differ.isEmpty(), qPrintable("update: " + differ + seedNote()));
+            QCOMPARE(log.messages(), QStringList());
+
+            // Ids 1 and n + 2 exist already: the 2nd and 4th records fail.
+            for (bool continueOnError : {false, true}) {
+                std::deque<Sample> more;
+                QList<ObjectModel*> list;
+                for (int id : {n + 1, 1, n + 3, n + 2, n + 4}) {
+                    more.emplace_back(fast);
+                    more.back().id = id + (continueOnError ? 10 : 0) * (id > n);
+                    more.back().fill(id, 5, texts);
+                    list.append(&more.back());
+                }
+                QStringList sqls;
+                for (ObjectModel* r : list)
+                    sqls.append(q.GetInsertSql(text, columns, r, "id", false, {}));
+                QVERIFY(plain->Execution(sqls.at(3)) && b.exec(QString(sqls.at(3)).replace(text, fast)));
+                const int before = log.messages().size();
+                const bool byText = plain->ExecutionList(sqls, continueOnError);
+                QStringList textLog = log.messages().mid(before);
+                const bool byFast = q.InsertList(list, false, continueOnError);
+                const QStringList fastLog = log.messages().mid(before + textLog.size());
+                QCOMPARE(byFast, byText);
+                QVERIFY(!textLog.isEmpty());
+                QCOMPARE(fastLog, textLog.replaceInStrings(text, fast));
+                differ = tablesDiffer(b, text, fast);
+                QVERIFY2(differ.isEmpty(), qPrintable(QStringLiteral("continueOnError %1: ").arg(continueOnError) + differ));
+            }
+        });
     }
 
     // The catalogue reads quote a table name too: one made to break out finds
