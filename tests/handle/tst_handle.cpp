@@ -127,6 +127,10 @@ private slots:
         h.InitInfo(2, "ignored-host", 99, "ignored", "ignored", file, "tagged");
         QVERIFY(h.InitConnect());
         QVERIFY(QSqlDatabase::contains("tagged|handle.db"));
+        // An empty table list is not kept: a table made since is found.
+        QCOMPARE(h.GetTableNames(), QStringList());
+        QVERIFY(h.ExecuteSQL("create table later (id int)"));
+        QCOMPARE(h.GetTableNames(), QStringList{"later"});
         h.Close();
         QVERIFY(!QSqlDatabase::contains("tagged|handle.db"));
     }
