@@ -163,7 +163,7 @@ private slots:
         QVERIFY(h->Insert(QStringLiteral("insert into %1 (username, score) values ('bob', 2.5)").arg(table)));
         QVERIFY(h->Update(QStringLiteral("update %1 set score = 3 where username = 'bob'").arg(table)));
 
-        const RowList rows = h->Query(QStringLiteral("select username, score, username as username from %1 order by id")
+        const RowList rows = h->Query(QStringLiteral("select username, score, score as username from %1 order by id")
                                           .arg(table));
         QCOMPARE(rows.size(), 2);
         QCOMPARE(rows.at(0).value("username").toString(), QStringLiteral("ann"));
@@ -278,6 +278,28 @@ private slots:
             QVERIFY2(m.startsWith(QStringLiteral("SQLite执行SQL语出出错 错误信息：\n")) && m.contains("transaction"),
                      qPrintable(m));
         QSqlDatabase::database(h.connectionName(), false).rollback();
+    }
+
+    // A COMMIT that fails (a deferred constraint) is a failure: nothing was stored.
+    void failedCommitIsAFailure_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::newRow("postgresql") << int(TessarkTest::Kind::PostgreSQL);
+    }
+    void failedCommitIsAFailure()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString table = uniqueName("deferred");
+        auto h = b.help(uniqueName("t"));
+        QVERIFY(h->Execution(QStringLiteral("create table %1 (id int primary key, parent int references %1(id) "
+                                            "deferrable initially deferred)")
+                                 .arg(table)));
+        DropTables drop{b, {table}};
+        QVERIFY(!h->Execution(QStringLiteral("insert into %1 values (1, 99)").arg(table)));
+        QVERIFY(!h->ExecutionList({QStringLiteral("insert into %1 values (2, 98)").arg(table)}, false));
+        QCOMPARE(count(*h, table), 0);
+        QCOMPARE(log.messages().size(), 2);
     }
 
     // A session the server ends is noticed, logged and reopened on the next call.
