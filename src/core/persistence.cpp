@@ -46,17 +46,17 @@ Persistence::Persistence(const KeyRules& rules, ConnectionCore& connection, cons
 }
 
 // Refused before anything runs: logged as the operation's failure.
-bool Persistence::reject(const char* operation, const char* reason) const
+bool Persistence::reject(const char* operation, const QString& reason) const
 {
     m_connection.fail(QStringLiteral("%1执行SQL语出出错 错误信息：\n")
                           .arg(QLatin1String(m_connection.rules().connection.displayName)),
-                      QStringLiteral("%1: %2").arg(QLatin1String(operation), QLatin1String(reason)));
+                      QLatin1String(operation) + QStringLiteral(": ") + reason);
     return true;
 }
 
 bool Persistence::rejectNull(const ObjectModel* obj, const char* operation) const
 {
-    return !obj && reject(operation, "null record");
+    return !obj && reject(operation, QStringLiteral("null record"));
 }
 
 bool Persistence::rejectNull(const QList<ObjectModel*>& list, const char* operation) const
@@ -73,7 +73,7 @@ bool Persistence::rejectNull(const QList<ObjectModel*>& list, const char* operat
 // every row of the table.
 bool Persistence::rejectNoKey(const QString& key, const char* operation) const
 {
-    return key.isEmpty() && reject(operation, "no key column");
+    return key.isEmpty() && reject(operation, QStringLiteral("no key column"));
 }
 
 bool Persistence::rejectNoKey(const QList<ObjectModel*>& list, const char* operation) const
@@ -161,11 +161,7 @@ bool Persistence::rejectUnmapped(const ObjectModel* obj, const QStringList& colu
     if (!m_keys.emptyInsertStoresDefaults || columns.isEmpty()
         || !PropertyPlan::get(obj->metaObject(), columns)->matched.isEmpty())
         return false;
-    m_connection.fail(QStringLiteral("%1执行SQL语出出错 错误信息：\n")
-                          .arg(QLatin1String(m_connection.rules().connection.displayName)),
-                      QStringLiteral("%1: no property names a column of %2")
-                          .arg(QLatin1String(operation), obj->TableName));
-    return true;
+    return reject(operation, QStringLiteral("no property names a column of ") + obj->TableName);
 }
 
 // A generated id of 0 and a one-character text key both count as failure.

@@ -67,7 +67,7 @@ private:
     RowList lockedQuery(const QString& sql);
     QString lastIdSql(const QString& key) const;
     Row readLastId(const QString& key);
-    bool reject(const char* operation, const char* reason) const;
+    bool reject(const char* operation, const QString& reason) const;
     bool rejectNull(const ObjectModel* obj, const char* operation) const;
     bool rejectNull(const QList<ObjectModel*>& list, const char* operation) const;
     bool rejectNoKey(const QString& key, const char* operation) const;
