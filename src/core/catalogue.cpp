@@ -146,6 +146,25 @@ void Catalogue::cleanColumns()
 {
     QMutexLocker locker(&m_columnLock);
     m_columns.remove(m_connection.GetSign());
+    m_transactional.remove(m_connection.GetSign());
+}
+
+bool Catalogue::transactional(const QString& tableName)
+{
+    if (!m_rules.transactionalSql)
+        return true;
+    const QString sign = m_connection.GetSign();
+    {
+        QMutexLocker locker(&m_columnLock);
+        const auto tables = m_transactional.constFind(sign);
+        if (tables != m_transactional.constEnd() && tables->contains(tableName))
+            return tables->value(tableName);
+    }
+    const RowList rows = read(m_rules.transactionalSql(m_dialect, scope(), tableName));
+    const bool answer = !rows.isEmpty() && rows.first().begin()->toString() == QLatin1String("YES");
+    QMutexLocker locker(&m_columnLock);
+    m_transactional[sign].insert(tableName, answer);
+    return answer;
 }
 
 } // namespace Tessark

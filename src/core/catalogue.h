@@ -38,6 +38,9 @@ public:
     // in schemas and one of them holds the table, else "name".
     QString qualifiedName(const QString& tableName);
 
+    // Whether a failed statement on the table leaves nothing behind once the
+    // transaction is rolled back; cached with the columns.
+    bool transactional(const QString& tableName);
     void cleanTables();
     void cleanColumns();
 
@@ -61,6 +64,7 @@ private:
     QMutex m_columnLock;
     QHash<QString, SchemaTables> m_tables;                 // sign -> tables
     QHash<QString, QHash<QString, QStringList>> m_columns; // sign -> table -> columns
+    QHash<QString, QHash<QString, bool>> m_transactional;  // sign -> table -> engine has transactions
 };
 
 } // namespace Tessark

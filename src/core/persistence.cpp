@@ -290,8 +290,19 @@ bool Persistence::InsertList(QList<ObjectModel*> list, bool generatedKey, bool c
         return sqls;
     };
     const bool readsKeys = generatedKey && !m_keys.fromReturningRow;
+    // A failed fast run is rolled back and the list run again as text, which
+    // would store twice what an engine without transactions kept.
+    const auto transactional = [&] {
+        QString checked;
+        for (ObjectModel* obj : qAsConst(list)) {
+            if (obj->TableName != checked && !m_catalogue.transactional(obj->TableName))
+                return false;
+            checked = obj->TableName;
+        }
+        return true;
+    };
     QVector<BoundStatement> rows;
-    if (!readsKeys && (m_connection.binds() || m_connection.joinsRows())) {
+    if (!readsKeys && (m_connection.binds() || m_connection.joinsRows()) && transactional()) {
         rows.resize(list.size());
         for (int i = 0; i < list.size() && !rows.isEmpty(); ++i) {
             ObjectModel* obj = list.at(i);

@@ -75,6 +75,9 @@ struct CatalogueRules
     QString (*columnSql)(const Dialect& dialect, const QString& scope, const QString& tableName);
     const char* tableRowKey;       // catalogue column holding a table name
     const char* columnRowKey;      // catalogue column holding a column name
+    // One row whose first value is YES when the table's engine has
+    // transactions; null: every table has them.
+    QString (*transactionalSql)(const Dialect& dialect, const QString& scope, const QString& tableName);
 };
 
 // How record persistence reads a generated key back.

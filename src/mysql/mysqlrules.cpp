@@ -24,6 +24,14 @@ QString columnSql(const Dialect& dialect, const QString& databaseName, const QSt
         .arg(dialect.quoted(databaseName), dialect.quoted(tableName));
 }
 
+// MyISAM and the like keep the rows of a failed statement whatever the transaction does.
+QString transactionalSql(const Dialect& dialect, const QString& databaseName, const QString& tableName)
+{
+    return QStringLiteral("SELECT e.TRANSACTIONS FROM information_schema.TABLES t JOIN information_schema.ENGINES e "
+                          "ON e.ENGINE = t.ENGINE WHERE t.TABLE_SCHEMA=%1 AND t.TABLE_NAME=%2")
+        .arg(dialect.quoted(databaseName), dialect.quoted(tableName));
+}
+
 bool connectionLost(const QSqlError& error)
 {
     // 2006 server has gone away, 2013 lost connection during query,
@@ -72,6 +80,7 @@ const BackendRules mysqlRules = {
         columnSql,
         /* tableRowKey */ "TABLE_NAME",
         /* columnRowKey */ "COLUMN_NAME",
+        transactionalSql,
     },
     {
         /* fromReturningRow */ false,

@@ -73,6 +73,7 @@ const BackendRules oracleRules = {
         columnSql,
         /* tableRowKey */ "TABLE_NAME",
         /* columnRowKey */ "COLUMN_NAME",
+        /* transactionalSql */ nullptr,
     },
     {
         /* fromReturningRow */ true,

@@ -113,6 +113,7 @@ const BackendRules postgresqlRules = {
         columnSql,
         /* tableRowKey */ "tablename",
         /* columnRowKey */ "column_name",
+        /* transactionalSql */ nullptr,
     },
     {
         /* fromReturningRow */ true,

@@ -81,6 +81,7 @@ const BackendRules sqliteRules = {
         columnSql,
         /* tableRowKey */ "TableName",
         /* columnRowKey */ "name",
+        /* transactionalSql */ nullptr,
     },
     {
         /* fromReturningRow */ false,

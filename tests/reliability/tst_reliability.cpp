@@ -539,6 +539,37 @@ private slots:
         });
     }
 
+    // MyISAM keeps the rows before a failure in a multi-row INSERT whatever
+    // the transaction does: a list there is run one statement per record, so
+    // nothing is stored twice and only the failing record is logged.
+    void listOnTableWithoutTransactions_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::newRow("mysql") << int(Kind::MySQL);
+    }
+    void listOnTableWithoutTransactions()
+    {
+        TESSARK_BACKEND(b);
+        LogFolder log;
+        const QString table = uniqueName(QStringLiteral("myisam"));
+        QVERIFY(b.exec(sampleTable(b, table) + QStringLiteral(" engine=MyISAM")));
+        DropTable drop{b, table};
+        QVERIFY(b.exec(QStringLiteral("insert into %1 (id) values (4)").arg(table)));
+        for (bool continueOnError : {false, true}) {
+            std::deque<Sample> samples;
+            QList<ObjectModel*> list;
+            for (int id : {1, 2, 3, 4, 5}) {
+                samples.emplace_back(table);
+                samples.back().id = id + (continueOnError && id != 4 ? 10 : 0);
+                list.append(&samples.back());
+            }
+            const int before = log.messages().size();
+            withQuery(b, QStringLiteral("myisam"), [&](auto& q) { QCOMPARE(q.InsertList(list, false, continueOnError), continueOnError); });
+            QCOMPARE(log.messages().size(), before + 1);
+        }
+        QCOMPARE(b.help(QStringLiteral("count"))->QueryRow(QStringLiteral("select count(*) from %1").arg(table)), 1 + 3 + 4);
+    }
+
     // The catalogue reads quote a table name too: one made to break out finds
     // no columns and runs nothing else.
     void namesStayInsideTheirQuotes_data() { addBackendRows(); }
