@@ -372,8 +372,12 @@ void RecordTableModel::sort(int column, Qt::SortOrder order)
 {
     if (column >= d->columns.size())
         return;
-    d->source.orderBy = column < 0 ? QString() : d->columns[column];
-    d->source.descending = order == Qt::DescendingOrder;
+    const QString orderBy = column < 0 ? QString() : d->columns[column];
+    const bool descending = order == Qt::DescendingOrder && column >= 0;
+    if (orderBy == d->source.orderBy && descending == d->source.descending)
+        return;
+    d->source.orderBy = orderBy;
+    d->source.descending = descending;
     reload();
 }
 
