@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "brelvan_global.h"
@@ -116,21 +117,31 @@ public:
     /// What the last failed call logged, in memory; empty before any failure.
     LastError lastError() const;
 
-    /// Calls f(result) in context's thread when future finishes; drops the
-    /// result if context is destroyed first or the future was cancelled.
+    /// Calls f(result) (f() for QFuture<void>) in context's thread when future
+    /// finishes; drops the result if context is destroyed first or the future
+    /// was cancelled. That thread must run an event loop.
     template <class T, class F>
     static void onResult(const QFuture<T>& future, QObject* context, F f)
     {
+        if (!context)
+            return;
+        // Made and set up in this thread, then handed to context's thread
+        // with its pending notifications: a watcher is only used in its own thread.
         auto* watcher = new QFutureWatcher<T>();
-        watcher->moveToThread(context->thread());
         QObject::connect(watcher, &QFutureWatcherBase::finished, context, [watcher, f]() mutable {
             watcher->deleteLater();
-            if (!watcher->future().isCanceled())
+            if (watcher->future().isCanceled())
+                return;
+            if constexpr (std::is_void_v<T>)
+                f();
+            else
                 f(watcher->future().result());
         });
         // Dropped with the receiver: the watcher goes when context does.
         QObject::connect(context, &QObject::destroyed, watcher, &QObject::deleteLater);
         watcher->setFuture(future);
+        if (context->thread() != watcher->thread())
+            watcher->moveToThread(context->thread());
     }
 
 private:
