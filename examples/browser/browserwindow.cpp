@@ -33,6 +33,8 @@ BrowserWindow::BrowserWindow(QWidget* parent)
     m_view->setSortingEnabled(true);
     m_view->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     m_status->setObjectName(QStringLiteral("status"));
+    // A long error must not widen the window: it is cut at the window's edge.
+    m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     auto* open = new QPushButton(QStringLiteral("Open"));
     open->setObjectName(QStringLiteral("open"));
 
@@ -83,6 +85,11 @@ void BrowserWindow::openUrl(const QString& url)
     connect(m_model.get(), &Tessark::RecordTableModel::editFailed, this,
             [this](int row, int, const QString& error) { showError(QStringLiteral("row %1 not stored: %2").arg(row + 1).arg(error)); });
     m_view->setModel(m_model.get());
+    // Columns as wide as the first rows of each table need.
+    connect(m_model.get(), &Tessark::RecordTableModel::pageLoaded, m_view, [this](int first) {
+        if (first == 0)
+            m_view->resizeColumnsToContents();
+    });
     m_status->setText(QStringLiteral("connecting to %1 ...").arg(parsed.display));
     const QString display = parsed.display;
     Tessark::AsyncHandle::onResult(m_handle->InitConnect(), this, [this, display](bool connected) {

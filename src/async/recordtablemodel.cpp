@@ -7,8 +7,9 @@
 #include <algorithm>
 
 #include "async/asynchandle.h"
+#include "async/asynchandle_p.h"
+#include "core/backend.h"
 #include "core/dialect.h"
-#include "core/rules.h"
 
 namespace Tessark {
 
@@ -59,6 +60,8 @@ public:
     int pageCount() const { return (rows + pageSize - 1) / pageSize; }
     const QVariant* cell(int row, int column) const;
 
+    // The rows of text(the backend's dialect), behind every call made through the handle so far.
+    QFuture<ResultRows> browse(std::function<QString(const Dialect&)> text) const;
     void start();
     void columnsArrived(quint64 gen, const ResultRows& result);
     void countArrived(quint64 gen, const ResultRows& result);
@@ -82,21 +85,26 @@ void RecordTableModel::Private::fail(const QString& fallback)
     emit q->loadFailed(errorText(handle, fallback));
 }
 
+QFuture<ResultRows> RecordTableModel::Private::browse(std::function<QString(const Dialect&)> text) const
+{
+    return handle->d->submit<ResultRows>([text = std::move(text)](Backend& backend) {
+        ResultRows result;
+        result.rows = backend.persistence().Query(text(backend.dialect()), &result.columns);
+        return result;
+    });
+}
+
 // First one row unordered, for the columns in the database's order and the
 // key's spelling; then the count and the first page ordered by the key.
 void RecordTableModel::Private::start()
 {
-    const BackendRules* rules = handle ? rulesFor(handle->GetType()) : nullptr;
-    if (!rules) {
-        emit q->loadFailed(handle ? QStringLiteral("the handle's database kind %1 names no database").arg(handle->GetType())
-                                  : QStringLiteral("the handle is gone"));
+    if (!handle)
         return;
-    }
     BrowseSource probe = source;
     probe.orderBy.clear();
     probe.tiebreak.clear();
     const quint64 gen = generation;
-    AsyncHandle::onResult(handle->QueryColumns(Dialect(rules->dialect).GetBrowsePageSql(probe, 0, 1)), q,
+    AsyncHandle::onResult(browse([probe](const Dialect& dialect) { return dialect.GetBrowsePageSql(probe, 0, 1); }), q,
                           [this, gen](const ResultRows& result) { columnsArrived(gen, result); });
 }
 
@@ -118,10 +126,10 @@ void RecordTableModel::Private::columnsArrived(quint64 gen, const ResultRows& re
     q->endInsertColumns();
     // Paging needs a total order: the caller's column, then the key.
     source.tiebreak = columns[keyColumn];
-    const BackendRules* rules = handle ? rulesFor(handle->GetType()) : nullptr;
-    if (!rules)
+    if (!handle)
         return;
-    AsyncHandle::onResult(handle->QueryColumns(Dialect(rules->dialect).GetBrowseCountSql(source)), q,
+    const BrowseSource counted = source;
+    AsyncHandle::onResult(browse([counted](const Dialect& dialect) { return dialect.GetBrowseCountSql(counted); }), q,
                           [this, gen](const ResultRows& count) { countArrived(gen, count); });
 }
 
@@ -158,13 +166,14 @@ void RecordTableModel::Private::startNext()
 {
     if (inFlight >= 0 || wanted.isEmpty() || !handle)
         return;
-    const BackendRules* rules = rulesFor(handle->GetType());
-    if (!rules)
-        return;
     const int page = wanted.takeLast();
     inFlight = page;
     const quint64 gen = generation;
-    inFlightFuture = handle->QueryColumns(Dialect(rules->dialect).GetBrowsePageSql(source, page * pageSize, pageSize));
+    const BrowseSource paged = source;
+    const int offset = page * pageSize, count = pageSize;
+    inFlightFuture = browse([paged, offset, count](const Dialect& dialect) {
+        return dialect.GetBrowsePageSql(paged, offset, count);
+    });
     AsyncHandle::onResult(inFlightFuture, q,
                           [this, gen, page](const ResultRows& result) { pageArrived(gen, page, result); });
 }
