@@ -31,6 +31,9 @@ BrowserWindow::BrowserWindow(QWidget* parent)
     m_tables->setObjectName(QStringLiteral("tables"));
     m_view->setObjectName(QStringLiteral("rows"));
     m_view->setSortingEnabled(true);
+    // Rows arrive after the columns: size them for typical values, not the first page's.
+    m_view->horizontalHeader()->setDefaultSectionSize(140);
+    m_view->horizontalHeader()->setStretchLastSection(true);
     m_view->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     m_status->setObjectName(QStringLiteral("status"));
     // A long error must not widen the window: it is cut at the window's edge.
@@ -85,11 +88,6 @@ void BrowserWindow::openUrl(const QString& url)
     connect(m_model.get(), &Tessark::RecordTableModel::editFailed, this,
             [this](int row, int, const QString& error) { showError(QStringLiteral("row %1 not stored: %2").arg(row + 1).arg(error)); });
     m_view->setModel(m_model.get());
-    // Columns as wide as the first rows of each table need.
-    connect(m_model.get(), &Tessark::RecordTableModel::pageLoaded, m_view, [this](int first) {
-        if (first == 0)
-            m_view->resizeColumnsToContents();
-    });
     m_status->setText(QStringLiteral("connecting to %1 ...").arg(parsed.display));
     const QString display = parsed.display;
     Tessark::AsyncHandle::onResult(m_handle->InitConnect(), this, [this, display](bool connected) {
