@@ -40,7 +40,8 @@ public:
     BrowseSource source;
     QString key;        // as the caller gave it; keyColumn is the result's spelling
     int keyColumn = -1;
-    int pageSize = 256;
+    int pageSize = 256;     // of this generation
+    int nextPageSize = 256; // from the next reload on
 
     // Everything below belongs to one generation: a reload starts the next,
     // and answers to an older one are dropped.
@@ -59,6 +60,7 @@ public:
     bool loaded(int page) const { return pages.contains(page) || failedPages.contains(page); }
     int pageCount() const { return (rows + pageSize - 1) / pageSize; }
     const QVariant* cell(int row, int column) const;
+    QVariant* cell(int row, int column);
 
     // The rows of text(the backend's dialect), behind every call made through the handle so far.
     QFuture<ResultRows> browse(std::function<QString(const Dialect&)> text) const;
@@ -75,6 +77,14 @@ const QVariant* RecordTableModel::Private::cell(int row, int column) const
 {
     const auto page = pages.constFind(row / pageSize);
     if (page == pages.cend() || row % pageSize >= page->size() || column >= columns.size())
+        return nullptr;
+    return &(*page)[row % pageSize][column];
+}
+
+QVariant* RecordTableModel::Private::cell(int row, int column)
+{
+    const auto page = pages.find(row / pageSize);
+    if (page == pages.end() || row % pageSize >= page->size() || column >= columns.size())
         return nullptr;
     return &(*page)[row % pageSize][column];
 }
@@ -98,8 +108,11 @@ QFuture<ResultRows> RecordTableModel::Private::browse(std::function<QString(cons
 // key's spelling; then the count and the first page ordered by the key.
 void RecordTableModel::Private::start()
 {
-    if (!handle)
+    if (!handle) {
+        failed = true;
+        emit q->loadFailed(QStringLiteral("the model has no AsyncHandle to read through"));
         return;
+    }
     BrowseSource probe = source;
     probe.orderBy.clear();
     probe.tiebreak.clear();
@@ -257,12 +270,12 @@ QString RecordTableModel::filter() const
 
 void RecordTableModel::setPageSize(int rows)
 {
-    d->pageSize = std::max(1, rows);
+    d->nextPageSize = std::max(1, rows);
 }
 
 int RecordTableModel::pageSize() const
 {
-    return d->pageSize;
+    return d->nextPageSize;
 }
 
 void RecordTableModel::reload()
@@ -278,6 +291,7 @@ void RecordTableModel::reload()
     d->columns.clear();
     d->keyColumn = -1;
     d->rows = 0;
+    d->pageSize = d->nextPageSize;
     d->counted = false;
     d->failed = false;
     endResetModel();
@@ -346,11 +360,11 @@ bool RecordTableModel::setData(const QModelIndex& index, const QVariant& value, 
 {
     if (role != Qt::EditRole || !d->handle || !(flags(index) & Qt::ItemIsEditable))
         return false;
-    QVariant& stored = const_cast<QVariant&>(*d->cell(index.row(), index.column()));
+    const QString keyValue = d->cell(index.row(), d->keyColumn)->toString();
+    QVariant& stored = *d->cell(index.row(), index.column());
     if (stored == value)
         return true;
     const QVariant old = stored;
-    const QString keyValue = d->cell(index.row(), d->keyColumn)->toString();
     const QString column = d->columns[index.column()];
     stored = value;
     emit dataChanged(index, index, {Qt::DisplayRole, Qt::EditRole});
@@ -367,9 +381,9 @@ bool RecordTableModel::setData(const QModelIndex& index, const QVariant& value, 
                                   return;
                               }
                               // Revert unless a reload or a later edit has replaced the value.
-                              const QVariant* now = gen == d->generation ? d->cell(row, col) : nullptr;
+                              QVariant* now = gen == d->generation ? d->cell(row, col) : nullptr;
                               if (now && *now == value) {
-                                  const_cast<QVariant&>(*now) = old;
+                                  *now = old;
                                   emit dataChanged(this->index(row, col), this->index(row, col), {Qt::DisplayRole, Qt::EditRole});
                               }
                               emit editFailed(row, col, errorText(d->handle, QStringLiteral("the edit was not stored")));
