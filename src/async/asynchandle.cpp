@@ -2,6 +2,7 @@
 #include "async/asynchandle_p.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QSemaphore>
 #include <QSet>
@@ -124,6 +125,18 @@ public:
         wait();
     }
 
+    // The running call's connection was (re)opened in this thread: what
+    // interrupts it changes. A first call opens the connection itself.
+    void opened(const ConnectionCore& connection)
+    {
+        const Interrupter interrupter = Interrupter::capture(connection);
+        QMutexLocker locker(&m_mutex);
+        if (m_running && m_running->interruptible)
+            m_interrupter = interrupter;
+    }
+
+    static Worker* current() { return t_current; }
+
     int handles = 0; // under the pool's lock
 
 protected:
@@ -132,15 +145,15 @@ protected:
 private:
     // Under m_mutex. SQLite's handle is only valid while the call runs, so
     // sqlite3_interrupt is called here and now; the others hold what they
-    // need and may be used after the lock is released.
+    // need and may be used after the lock is released. Repeated while the
+    // call goes on, as an interrupt that lands between two statements of a
+    // call (or before the first) stops nothing.
     Interrupter takeInterrupter()
     {
-        if (m_interrupted)
+        if (m_interrupter.isNull() || (m_interrupted.isValid() && !m_interrupted.hasExpired(250)))
             return Interrupter();
-        m_interrupted = true;
-        if (m_interrupter.isNull())
-            return Interrupter();
-        if (m_interrupterUnderLock) {
+        m_interrupted.start();
+        if (m_interrupter.needsLock()) {
             m_interrupter.interrupt();
             return Interrupter();
         }
@@ -148,13 +161,14 @@ private:
     }
     static void interruptOutside(const Interrupter& interrupter) { interrupter.interrupt(); }
 
+    static thread_local Worker* t_current;
+
     QMutex m_mutex;
     QWaitCondition m_wake;
     std::deque<std::shared_ptr<Job>> m_queue;
     std::shared_ptr<Job> m_running;
     Interrupter m_interrupter;
-    bool m_interrupterUnderLock = false;
-    bool m_interrupted = false;
+    QElapsedTimer m_interrupted; // since the last interrupt of the running call
     bool m_stopping = false;
 };
 
@@ -302,7 +316,10 @@ void WriteBack::finishPending()
 // in the write-back's own thread.
 struct WriteBackOwner
 {
-    WriteBack* object;
+    explicit WriteBackOwner(WriteBack* object) : object(object) {}
+    WriteBackOwner(const WriteBackOwner&) = delete;
+    WriteBackOwner& operator=(const WriteBackOwner&) = delete;
+    WriteBack* const object;
     bool delivered = false;
     ~WriteBackOwner()
     {
@@ -387,8 +404,11 @@ private:
 QMutex Pool::s_mutex;
 Pool* Pool::s_pool = nullptr;
 
+thread_local Worker* Worker::t_current = nullptr;
+
 void Worker::run()
 {
+    t_current = this;
     for (;;) {
         std::shared_ptr<Job> job;
         {
@@ -411,8 +431,7 @@ void Worker::run()
             QMutexLocker locker(&m_mutex);
             m_running = job;
             m_interrupter = interrupter;
-            m_interrupterUnderLock = interrupter.needsLock();
-            m_interrupted = false;
+            m_interrupted.invalidate();
         }
         Pool::wake();
         job->run();
@@ -456,6 +475,18 @@ private:
     }
 };
 
+// Lets the worker that runs a call learn of its connection's opening.
+void watchOpens(Backend* backend)
+{
+    if (!backend)
+        return;
+    ConnectionCore* connection = &backend->connection();
+    QObject::connect(connection, &ConnectionCore::OpenEvent, connection, [connection](bool ok, short) {
+        if (Worker* worker = Worker::current(); ok && worker)
+            worker->opened(*connection);
+    }, Qt::DirectConnection);
+}
+
 } // namespace Async
 
 using Async::CallJob;
@@ -470,6 +501,7 @@ AsyncHandle::Private::~Private()
 AsyncHandle::AsyncHandle(QObject* parent) : QObject(parent), d(std::make_unique<Private>())
 {
     d->session->backend = makeBackend(d->type.load());
+    Async::watchOpens(d->session->backend.get());
 }
 
 AsyncHandle::~AsyncHandle()
@@ -523,7 +555,7 @@ void writeBackKeys(CallJob<bool>& job, const QList<ObjectModel*>& records,
     auto* writeBack = new Async::WriteBack(records, snapshots);
     if (thread != writeBack->thread())
         writeBack->moveToThread(thread);
-    auto owner = std::make_shared<Async::WriteBackOwner>(Async::WriteBackOwner{writeBack});
+    auto owner = std::make_shared<Async::WriteBackOwner>(writeBack);
     job.deliver = [owner](QFutureInterface<bool> future, bool result) {
         owner->delivered = true;
         owner->object->deliver(future, result);
@@ -541,7 +573,10 @@ void AsyncHandle::InitInfo(ConnInfoModel info)
             QMutexLocker locker(&s.lock);
             backend.swap(s.backend);
         }
+        Backend* before = backend.get();
         Op::describe(backend, info);
+        if (backend.get() != before)
+            Async::watchOpens(backend.get());
         QMutexLocker locker(&s.lock);
         s.backend.swap(backend);
     }));

@@ -25,7 +25,9 @@ RecordSnapshot::RecordSnapshot(ObjectModel* record) : m_meta(record->metaObject(
 
 // argv[0] is where the caller wants the value; pointing it at our copy is the
 // "getter returned a reference" form that QMetaProperty::read and
-// PropertyPlan::readDirect both take, and spares a copy per value.
+// PropertyPlan::readDirect both take, and spares a copy per value. Not for a
+// QVariant property: QMetaProperty::read returns its own variant for those,
+// whatever argv[0] points at, so the value is copied into it.
 int RecordSnapshot::qt_metacall(QMetaObject::Call call, int id, void** argv)
 {
     if (id < 0 || id >= m_values.size())
@@ -33,7 +35,7 @@ int RecordSnapshot::qt_metacall(QMetaObject::Call call, int id, void** argv)
     QVariant& value = m_values[id];
     if (call == QMetaObject::ReadProperty) {
         if (m_variantTyped.at(id))
-            argv[0] = &value;
+            *static_cast<QVariant*>(argv[0]) = value;
         else if (value.isValid())
             argv[0] = value.data();
     } else if (call == QMetaObject::WriteProperty) {
