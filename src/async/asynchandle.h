@@ -41,8 +41,14 @@ struct ResultRows
 /// thread before the future finishes, and not at all if the record is gone
 /// by then, so that thread must run an event loop and must not block on the
 /// future. Cancelling a queued call means it never runs; cancelling a running
-/// query interrupts it in the database. Destroying the handle cancels its
-/// queued calls and waits for the running one. See docs/async.md.
+/// query interrupts it in the database (which logs it as the failure it is)
+/// and the connection stays usable. A cancelled future holds no result.
+/// Destroying the handle cancels its queued calls and waits for the running
+/// one. A handle keeps one worker thread, and so one session, all its life.
+///
+/// To get a result in a thread of one's own: onResult(); a QFutureWatcher
+/// made in that thread (Qt 5.15); or future.then(context, ...) (Qt 6). See
+/// docs/async.md.
 class BRELVANSHARED_EXPORT AsyncHandle : public QObject
 {
     Q_OBJECT

@@ -9,6 +9,7 @@
 #include <QVariant>
 
 #include "core/connectioncore.h"
+#include "core/rules.h"
 #include "core/threadconnections.h"
 #include "tool/tessarktool.h"
 
@@ -78,18 +79,20 @@ Interrupter Interrupter::capture(const ConnectionCore& connection)
     void* pointer = *static_cast<void* const*>(handle.constData());
     if (!pointer)
         return result;
-    const QByteArray type = handle.typeName();
+    // By the database's kind, not the handle's type name: Qt 6 names the
+    // struct behind the typedef ("pg_conn*", "st_mysql*").
+    const Tessark::Kind kind = connection.rules().kind;
     const Client& c = client();
-    if (type == "sqlite3*") {
+    if (kind == Tessark::Kind::SQLite) {
         result.m_kind = SQLite;
         result.m_sqlite = pointer;
-    } else if (type == "PGconn*") {
+    } else if (kind == Tessark::Kind::PostgreSQL) {
         result.m_kind = PostgreSQL;
         if (c.pqGetCancel && c.pqCancel && c.pqFreeCancel) {
             if (void* cancel = c.pqGetCancel(pointer))
                 result.m_pgCancel = std::shared_ptr<void>(cancel, c.pqFreeCancel);
         }
-    } else if (type == "MYSQL*") {
+    } else if (kind == Tessark::Kind::MySQL) {
         result.m_kind = MySQL;
         if (c.mysqlThreadId)
             result.m_mysqlThread = c.mysqlThreadId(pointer);

@@ -277,6 +277,7 @@ private slots:
         for (const QString& name : QSqlDatabase::connectionNames())
             QVERIFY2(!name.startsWith(tag), qPrintable(name));
         QCOMPARE(b.help(QStringLiteral("check"))->QueryRow(QStringLiteral("select count(*) from %1").arg(table)), 0);
+        QCOMPARE(log.messages().size(), 2); // each interrupted statement, in the database's words
     }
 
     // The main thread's 16 ms timer keeps ticking while a 5 s statement and a
