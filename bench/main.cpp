@@ -371,6 +371,8 @@ public:
                 continue;
             result.scenarios.append(runScenario(info, taking));
         }
+        if (m_connected && m_options.wantsScenario(QStringLiteral("async")))
+            result.async = runAsyncScenario();
         if (m_connected) {
             for (auto& c : contenders)
                 c->close();
@@ -379,6 +381,31 @@ public:
     }
 
 private:
+    AsyncFigures runAsyncScenario()
+    {
+        // The long statement among the server's running ones, this connection's own query left out.
+        std::function<int()> running;
+        if (m_w.target.db == Db::PostgreSQL) {
+            running = [this] {
+                return m_setup->scalar(QStringLiteral("select count(*) from pg_stat_activity where state = 'active' "
+                                                      "and query like 'select pg_sleep(%' and pid <> pg_backend_pid()"))
+                    .toInt();
+            };
+        } else if (m_w.target.db == Db::MySQL) {
+            running = [this] {
+                return m_setup->scalar(QStringLiteral("select count(*) from information_schema.processlist "
+                                                      "where info like 'select sleep(%' and id <> connection_id()"))
+                    .toInt();
+            };
+        }
+        const AsyncFigures f = runAsync(m_w.target, m_w.readTable, m_options.quick ? 1 : 5, running);
+        if (!f.ran)
+            die(QStringLiteral("%1 async: a call failed or did not end").arg(m_w.target.key()));
+        if (f.rowsRead != m_sizes.readRows)
+            die(QStringLiteral("%1 async: read %2 rows of %3").arg(m_w.target.key()).arg(f.rowsRead).arg(m_sizes.readRows));
+        return f;
+    }
+
     void syncPlain(int count)
     {
         m_w.plain.resize(size_t(count));
@@ -651,7 +678,7 @@ int main(int argc, char** argv)
                                       QStringLiteral("LIST"));
     const QCommandLineOption only(QStringLiteral("scenarios"),
                                   QStringLiteral("Comma-separated: insert,insert_list,insert_list_100k,update,update_list,query,"
-                                                 "page,build (default: all)."),
+                                                 "page,build,async (default: all)."),
                                   QStringLiteral("LIST"));
     const QCommandLineOption contenders(QStringLiteral("contenders"),
                                         QStringLiteral("Comma-separated: library,qt_text,qt_prepared,c_api,soci "

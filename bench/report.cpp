@@ -203,6 +203,27 @@ QString describeMachine()
     return lines.join(QLatin1Char('\n'));
 }
 
+namespace {
+
+void printAsync(QTextStream& out, const AsyncFigures& a)
+{
+    if (!a.ran)
+        return;
+    out << QStringLiteral("async: a %1 s statement (result after %2 ms) and a read of %3 rows (%4 ms) through "
+                          "AsyncHandle; the main thread's 16 ms timer ticked %5 times, largest gap %6 ms\n")
+               .arg(a.seconds)
+               .arg(ms(a.statementMs))
+               .arg(a.rowsRead)
+               .arg(ms(a.loadMs))
+               .arg(a.ticks)
+               .arg(ms(a.maxGapMs));
+    out << QStringLiteral("async: cancel of a running statement: future finished after %1 ms, statement gone "
+                          "from the database after %2 ms\n")
+               .arg(ms(a.cancelFinishedMs), ms(a.cancelGoneMs));
+}
+
+} // namespace
+
 void printBackend(QTextStream& out, const BackendResult& result, const Options& options)
 {
     out << '\n' << result.displayName;
@@ -210,6 +231,11 @@ void printBackend(QTextStream& out, const BackendResult& result, const Options& 
         out << " (" << result.version << ')';
     if (!result.connected)
         out << ": no server, statement building only";
+    if (result.scenarios.isEmpty()) {
+        out << '\n';
+        printAsync(out, result.async);
+        return;
+    }
     out << " -- median ms of " << options.reps << (options.reps == 1 ? " run" : " runs")
         << "; (x) = median over repetitions of Tessark / reference, lower is better\n";
     const int titleWidth = 40;
@@ -234,6 +260,7 @@ void printBackend(QTextStream& out, const BackendResult& result, const Options& 
     }
     if (built)
         out << "GetInsertSql: the Qt column is the identical text built by hand with QString.\n";
+    printAsync(out, result.async);
 }
 
 void printTargets(QTextStream& out, const Report& report)
@@ -266,6 +293,20 @@ void printMachineLines(QTextStream& out, const Report& report)
                 if (t.contender != QLatin1String("library") && lib >= 0)
                     line.insert(t.contender + QStringLiteral("_ratio"), s.ratio(t.contender));
             }
+            out << "BENCH " << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
+        }
+        if (b.async.ran) {
+            const AsyncFigures& a = b.async;
+            const QJsonObject line{{QStringLiteral("backend"), b.backend},
+                                   {QStringLiteral("scenario"), QStringLiteral("async")},
+                                   {QStringLiteral("statement_s"), a.seconds},
+                                   {QStringLiteral("rows"), a.rowsRead},
+                                   {QStringLiteral("statement_ms"), a.statementMs},
+                                   {QStringLiteral("load_ms"), a.loadMs},
+                                   {QStringLiteral("max_timer_gap_ms"), a.maxGapMs},
+                                   {QStringLiteral("ticks"), a.ticks},
+                                   {QStringLiteral("cancel_finished_ms"), a.cancelFinishedMs},
+                                   {QStringLiteral("cancel_gone_ms"), a.cancelGoneMs}};
             out << "BENCH " << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
         }
     }

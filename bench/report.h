@@ -6,6 +6,7 @@
 #include <QTextStream>
 #include <QVector>
 
+#include <functional>
 #include <vector>
 
 #include "bench.h"
@@ -57,6 +58,25 @@ struct ScenarioResult
     double ratio(const QString& contender) const;
 };
 
+// The "async" scenario on one database (ms; negative: not reached).
+struct AsyncFigures
+{
+    bool ran = false;
+    int seconds = 0;        // the long statement's length
+    int rowsRead = 0;       // the large read's rows
+    double statementMs = 0; // call to result in the main thread
+    double loadMs = 0;
+    double maxGapMs = 0;    // largest gap between the main thread's 16 ms timer ticks
+    int ticks = 0;
+    double cancelFinishedMs = -1; // cancel() to the future finished
+    double cancelGoneMs = -1;     // cancel() to the statement gone from the server
+};
+
+// Both at once through two AsyncHandles, with a 16 ms timer on this thread;
+// then a long statement cancelled. runningOnServer counts it among the
+// server's running statements (empty for a file database).
+AsyncFigures runAsync(const Target& target, const QString& table, int seconds, const std::function<int()>& runningOnServer);
+
 struct BackendResult
 {
     QString backend;
@@ -64,6 +84,7 @@ struct BackendResult
     QString version;
     bool connected = false;
     QVector<ScenarioResult> scenarios;
+    AsyncFigures async;
 };
 
 struct Report

@@ -5,7 +5,6 @@
 #include <QFileInfo>
 #include <QSqlDatabase>
 #include <QStandardPaths>
-#include <QUrl>
 
 #include <iostream>
 #include <string>
@@ -13,15 +12,13 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "connectionurl.h"
 #include "core/rules.h"
 #include "tool/tessarktool.h"
 
 namespace Cli {
 
 namespace {
-
-const QString urlForms = QStringLiteral("use sqlite:PATH, postgresql://USER@HOST:PORT/DB, "
-                                        "mysql://USER@HOST:PORT/DB or oracle://USER@HOST:PORT/SERVICE");
 
 QTextStream& utf8(QTextStream& stream)
 {
@@ -52,13 +49,12 @@ QString readPassword(const QString& who)
 }
 
 // The password for a server URL; never waits on a stdin that is not a terminal.
-QString password(const QUrl& url, const QString& who)
+QString password(const ConnectionUrl::Parsed& parsed, const QString& who)
 {
-    const QString inUrl = url.password(QUrl::FullyDecoded);
-    if (!inUrl.isEmpty()) {
+    if (parsed.passwordInUrl) {
         warn(QStringLiteral("a password in the URL is visible to other users (process list, shell history); "
                             "set TESSARK_PASSWORD instead"));
-        return inUrl;
+        return parsed.info.Password;
     }
     if (qEnvironmentVariableIsSet("TESSARK_PASSWORD"))
         return qEnvironmentVariable("TESSARK_PASSWORD");
@@ -66,22 +62,6 @@ QString password(const QUrl& url, const QString& who)
         return readPassword(who);
     return QString();
 }
-
-struct ServerKind
-{
-    const char* scheme;
-    Kind kind;
-    int defaultPort;
-    const char* databaseWord;
-};
-
-const ServerKind serverKinds[] = {
-    {"postgresql", Kind::PostgreSQL, 5432, "DB"},
-    {"postgres", Kind::PostgreSQL, 5432, "DB"},
-    {"mysql", Kind::MySQL, 3306, "DB"},
-    {"mariadb", Kind::MySQL, 3306, "DB"},
-    {"oracle", Kind::Oracle, 1521, "SERVICE"},
-};
 
 } // namespace
 
@@ -233,56 +213,14 @@ void libraryFailure(const ErrorWatch& watch, const QString& what, const QString&
 
 Connection parseConnection(const QString& text, const QString& tag)
 {
+    const ConnectionUrl::Parsed parsed = ConnectionUrl::parse(text, tag);
+    if (!parsed.error.isEmpty())
+        usage(parsed.error);
     Connection connection;
-    const QString sqlitePrefix = QStringLiteral("sqlite:");
-    if (text.startsWith(sqlitePrefix, Qt::CaseInsensitive)) {
-        const QString path = text.mid(sqlitePrefix.size());
-        if (path.isEmpty())
-            usage(QStringLiteral("\"%1\" names no file; write sqlite:PATH, as in sqlite:shop.db").arg(text));
-        connection.info = ConnInfoModel(DbType(Kind::SQLite), path, tag);
-        connection.display = sqlitePrefix + path;
-        return connection;
-    }
-
-    QUrl url(text, QUrl::StrictMode);
-    if (!url.isValid())
-        // Qt's text goes on to repeat the URL; its first clause says what is wrong.
-        usage(QStringLiteral("\"%1\" is not a valid URL (%2); %3")
-                      .arg(text, url.errorString().section(QLatin1Char(';'), 0, 0), urlForms));
-    if (url.scheme().isEmpty()) {
-        usage(QStringLiteral("\"%1\" is not a connection URL; %2 (a SQLite file needs the prefix: sqlite:%1)")
-                      .arg(text, urlForms));
-    }
-    const QString scheme = url.scheme().toLower();
-    const ServerKind* kind = nullptr;
-    for (const ServerKind& candidate : serverKinds) {
-        if (scheme == QLatin1String(candidate.scheme))
-            kind = &candidate;
-    }
-    if (!kind)
-        usage(QStringLiteral("\"%1\": unknown database kind \"%2\"; %3").arg(text, url.scheme(), urlForms));
-    const QString form = QStringLiteral("%1://USER@HOST:PORT/%2").arg(scheme, QLatin1String(kind->databaseWord));
-    if (url.host().isEmpty())
-        usage(QStringLiteral("\"%1\" names no host; write %2").arg(text, form));
-    if (url.userName().isEmpty())
-        usage(QStringLiteral("\"%1\" names no user; write %2").arg(text, form));
-    const QString database = url.path(QUrl::FullyDecoded).mid(1);
-    if (database.isEmpty() || database.contains(QLatin1Char('/')))
-        usage(QStringLiteral("\"%1\" needs one %2 name after the host; write %3")
-                      .arg(text, QLatin1String(kind->databaseWord), form));
-    if (url.hasQuery() || url.hasFragment())
-        usage(QStringLiteral("\"%1\": options after \"?\" or \"#\" are not understood; write %2").arg(text, form));
-    const int port = url.port(kind->defaultPort);
-    if (port <= 0)
-        usage(QStringLiteral("\"%1\": port %2 is not usable; write %3").arg(text).arg(port).arg(form));
-
-    QUrl shown = url;
-    shown.setPassword(QString());
-    shown.setPort(port);
-    connection.display = shown.toString();
-    connection.info = ConnInfoModel(DbType(kind->kind), url.host(), port, url.userName(QUrl::FullyDecoded),
-                                    password(url, QStringLiteral("%1@%2").arg(url.userName(), url.host())),
-                                    database, tag);
+    connection.info = parsed.info;
+    connection.display = parsed.display;
+    if (parsed.info.Type != DbType(Kind::SQLite))
+        connection.info.Password = password(parsed, QStringLiteral("%1@%2").arg(parsed.info.UserName, parsed.info.Host));
     return connection;
 }
 

@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "brelvan_global.h"
@@ -40,8 +41,14 @@ struct ResultRows
 /// thread before the future finishes, and not at all if the record is gone
 /// by then, so that thread must run an event loop and must not block on the
 /// future. Cancelling a queued call means it never runs; cancelling a running
-/// query interrupts it in the database. Destroying the handle cancels its
-/// queued calls and waits for the running one. See docs/async.md.
+/// query interrupts it in the database (which logs it as the failure it is)
+/// and the connection stays usable. A cancelled future holds no result.
+/// Destroying the handle cancels its queued calls and waits for the running
+/// one. A handle keeps one worker thread, and so one session, all its life.
+///
+/// To get a result in a thread of one's own: onResult(); a QFutureWatcher
+/// made in that thread (Qt 5.15); or future.then(context, ...) (Qt 6). See
+/// docs/async.md.
 class BRELVANSHARED_EXPORT AsyncHandle : public QObject
 {
     Q_OBJECT
@@ -116,21 +123,31 @@ public:
     /// What the last failed call logged, in memory; empty before any failure.
     LastError lastError() const;
 
-    /// Calls f(result) in context's thread when future finishes; drops the
-    /// result if context is destroyed first or the future was cancelled.
+    /// Calls f(result) (f() for QFuture<void>) in context's thread when future
+    /// finishes; drops the result if context is destroyed first or the future
+    /// was cancelled. That thread must run an event loop.
     template <class T, class F>
     static void onResult(const QFuture<T>& future, QObject* context, F f)
     {
+        if (!context)
+            return;
+        // Made and set up in this thread, then handed to context's thread
+        // with its pending notifications: a watcher is only used in its own thread.
         auto* watcher = new QFutureWatcher<T>();
-        watcher->moveToThread(context->thread());
         QObject::connect(watcher, &QFutureWatcherBase::finished, context, [watcher, f]() mutable {
             watcher->deleteLater();
-            if (!watcher->future().isCanceled())
+            if (watcher->future().isCanceled())
+                return;
+            if constexpr (std::is_void_v<T>)
+                f();
+            else
                 f(watcher->future().result());
         });
         // Dropped with the receiver: the watcher goes when context does.
         QObject::connect(context, &QObject::destroyed, watcher, &QObject::deleteLater);
         watcher->setFuture(future);
+        if (context->thread() != watcher->thread())
+            watcher->moveToThread(context->thread());
     }
 
 private:

@@ -520,4 +520,36 @@ QString Dialect::GetQueryRowSql(const QString& tableName) const
     return QLatin1String("select COUNT(*) as rowCount from ") + table(tableName) + QLatin1Char(' ');
 }
 
+// "<table> t" or "(<query>) t", then the condition: the paged and the counted rows are the same.
+QString Dialect::browseFrom(const BrowseSource& source) const
+{
+    QString sql = source.query.trimmed().isEmpty() ? table(source.table)
+                                                   : QLatin1Char('(') + source.query.trimmed() + QLatin1Char(')');
+    sql += QLatin1String(" t");
+    if (!source.where.trimmed().isEmpty())
+        sql += QLatin1String(" where ") + source.where.trimmed();
+    return sql;
+}
+
+QString Dialect::GetBrowsePageSql(const BrowseSource& source, int offset, int count) const
+{
+    QString sql = QLatin1String("select * from ") + browseFrom(source);
+    QStringList order;
+    if (!source.orderBy.isEmpty())
+        order << column(source.orderBy) + QLatin1String(source.descending ? " desc" : "");
+    if (!source.tiebreak.isEmpty() && source.tiebreak != source.orderBy)
+        order << column(source.tiebreak);
+    if (!order.isEmpty())
+        sql += QLatin1String(" order by ") + order.join(QLatin1Char(','));
+    if (m_rules.pageSql)
+        return m_rules.pageSql(sql, offset, count);
+    return sql + QLatin1String(" LIMIT ") + QString::number(count) + QLatin1String(" OFFSET ")
+           + QString::number(offset);
+}
+
+QString Dialect::GetBrowseCountSql(const BrowseSource& source) const
+{
+    return QLatin1String("select COUNT(*) as rowCount from ") + browseFrom(source);
+}
+
 } // namespace Tessark

@@ -30,6 +30,20 @@ struct BoundStatement
     int rowEnd = -1;
 };
 
+// What a browsing view pages through: a table, or the rows of a query when
+// query is set; where is the caller's condition text (without WHERE),
+// orderBy a column of the result, tiebreak a unique one after it so that
+// pages neither overlap nor leave rows out.
+struct BrowseSource
+{
+    QString table;
+    QString query;
+    QString where;
+    QString orderBy;
+    bool descending = false;
+    QString tiebreak;
+};
+
 // Statement text, written once for every database from its DialectRules.
 // Builds text only: no connection, no locks, no caches.
 class BRELVANSHARED_EXPORT Dialect
@@ -59,6 +73,11 @@ public:
     QString GetQuerySql(const QString& tableName) const;
     QString GetQueryIndexSql(const QString& tableName, int offset, int count) const;
     QString GetQueryRowSql(const QString& tableName) const;
+    // A page of a browsed source, its condition and order on the paged SELECT
+    // itself (MariaDB drops an ORDER BY inside a derived table).
+    QString GetBrowsePageSql(const BrowseSource& source, int offset, int count) const;
+    // The number of rows GetBrowsePageSql() pages through.
+    QString GetBrowseCountSql(const BrowseSource& source) const;
 
     // value between single quotes, its quotes (and where they escape, backslashes) doubled.
     QString quoted(const QString& value) const;
@@ -73,6 +92,7 @@ private:
     template <class Out> void appendProperty(Out& out, const PropertyPlan::Column& c, QObject* obj) const;
     template <class Out> void appendDateTime(Out& out, const QDateTime& value) const;
     void appendUpdateHead(QString& sql, const QString& tableName) const;
+    QString browseFrom(const BrowseSource& source) const;
     template <class Out>
     void writeInsert(Out& out, const QString& tableName, const QStringList& columns, ObjectModel* obj,
                      const QString& key, bool generatedKey, const QStringList& excluded) const;

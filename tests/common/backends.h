@@ -69,6 +69,36 @@ struct Backend
         return kind == Kind::PostgreSQL ? made<PostgreSQLHelp>(tag) : made<MySqlHelp>(tag);
     }
 
+    // Rows 1..rows of a table (id, name, score): name "name <id>", score id % 100.
+    QString numberedRowsSql(const QString& table, int rows) const
+    {
+        static const char* const forms[] = {
+            "with recursive c(x) as (select 1 union all select x + 1 from c where x < %2) "
+            "insert into %1 (id, name, score) select x, 'name ' || x, x % 100 from c",
+            "insert into %1 (id, name, score) select x, 'name ' || x, x % 100 from generate_series(1, %2) x",
+            "insert into %1 (id, name, score) select seq, concat('name ', seq), seq % 100 from seq_1_to_%2"};
+        return QString::fromLatin1(forms[int(kind)]).arg(table).arg(rows);
+    }
+
+    // The description the facades take.
+    ConnInfoModel info(const QString& tag = QString()) const
+    {
+        if (kind == Kind::SQLite)
+            return ConnInfoModel(type, file, tag);
+        return ConnInfoModel(type, server.host, server.port, server.user, server.password, server.dbname, tag);
+    }
+
+    // The database as a connection URL of the tessark tool (no password).
+    QString url() const
+    {
+        if (kind == Kind::SQLite)
+            return QStringLiteral("sqlite:") + file;
+        return QStringLiteral("%1://%2@%3:%4/%5")
+            .arg(QLatin1String(kind == Kind::PostgreSQL ? "postgresql" : "mysql"), server.user, server.host)
+            .arg(server.port)
+            .arg(server.dbname);
+    }
+
     // Runs a statement on a connection of its own (setup and teardown).
     bool exec(const QString& sql) const { return help(QStringLiteral("setup"))->Execution(sql); }
 

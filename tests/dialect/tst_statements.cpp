@@ -3,6 +3,7 @@
 
 #include "../common/testrecords.h"
 #include "../support/tessarktest.h"
+#include "core/dialect.h"
 #include "mysql/mysqlmodel.h"
 #include "oracle/oraclemodel.h"
 #include "postgresql/postgresqlmodel.h"
@@ -281,6 +282,38 @@ private slots:
             "d.objoid=a.attrelid and d.objsubid=a.attnum ");
     }
     void queries() { compare(); }
+
+    // A browsing view's pages: condition and order on the paged SELECT itself,
+    // never inside a derived table (MariaDB would drop the order there).
+    void browse_data()
+    {
+        columns();
+        const auto dialect = [](Tessark::Kind kind) { return Tessark::Dialect(Tessark::rulesFor(DbType(kind))->dialect); };
+        const Tessark::Dialect sqliteText = dialect(Tessark::Kind::SQLite), pgText = dialect(Tessark::Kind::PostgreSQL),
+                               mysqlText = dialect(Tessark::Kind::MySQL), oracleText = dialect(Tessark::Kind::Oracle);
+        Tessark::BrowseSource table{"person", QString(), " score > 1 ", "id", true, "id"};
+        row("sqlite page", sqliteText.GetBrowsePageSql(table, 200, 100),
+            "select * from \"person\" t where score > 1 order by \"id\" desc LIMIT 100 OFFSET 200");
+        row("postgresql page", pgText.GetBrowsePageSql(table, 200, 100),
+            "select * from person t where score > 1 order by \"id\" desc LIMIT 100 OFFSET 200");
+        row("mysql page", mysqlText.GetBrowsePageSql(table, 200, 100),
+            "select * from person t where score > 1 order by id desc LIMIT 100 OFFSET 200");
+        row("oracle page orders inside the rownum bounds", oracleText.GetBrowsePageSql(table, 200, 100),
+            "Select * From (select a.*,rownum r from  (select * from \"person\" t where score > 1 order by \"id\" "
+            "desc) a) where r>200 and r<=300");
+        row("sqlite count keeps the condition", sqliteText.GetBrowseCountSql(table),
+            "select COUNT(*) as rowCount from \"person\" t where score > 1");
+        const Tessark::BrowseSource query{QString(), " select id from person ", QString(), "score", false, "id"};
+        row("mysql query ordered outside its derived table", mysqlText.GetBrowsePageSql(query, 0, 10),
+            "select * from (select id from person) t order by score,id LIMIT 10 OFFSET 0");
+        row("postgresql query count", pgText.GetBrowseCountSql(query),
+            "select COUNT(*) as rowCount from (select id from person) t");
+        row("sqlite unordered blank condition", sqliteText.GetBrowsePageSql({"person", QString(), "  ", QString(), true, QString()}, 0, 5),
+            "select * from \"person\" t LIMIT 5 OFFSET 0");
+        row("postgresql key alone", pgText.GetBrowsePageSql({"person", QString(), QString(), QString(), false, "id"}, 5, 5),
+            "select * from person t order by \"id\" LIMIT 5 OFFSET 5");
+    }
+    void browse() { compare(); }
 
     // Values never leave their quotes; values without quote characters are untouched.
     void escaping_data()

@@ -1,4 +1,4 @@
-// docs/guide.md's code compiles, and its SQLite parts do what the guide says.
+// docs/guide.md's and docs/async.md's code compiles, and their SQLite parts do what the docs say.
 #include <QtTest>
 
 #include "../support/tessarktest.h"
@@ -30,6 +30,44 @@ private slots:
         QCOMPARE(titlesOfPage(db, 1, 1), QStringList{"Sanditon"});
         QVERIFY(!whyItFailed(db, log.path()).isEmpty());
         QVERIFY(log.readAll().contains("no_such_table"));
+    }
+
+    void asyncWalkthrough()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("async.db");
+        QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+        LogFolder log;
+        ExtendHandle sync;
+        QVERIFY(connectSqlite(sync, path) && statements(sync));
+        Tessark::AsyncHandle db;
+        db.InitInfo(ConnInfoModel(2, path, QStringLiteral("async")));
+        QObject window;
+        Book book;
+        book.title = QStringLiteral("Emma");
+        book.price = 7.5;
+        const QFuture<bool> stored = storeBook(db, &book);
+        QTRY_VERIFY(stored.isFinished());
+        QVERIFY(stored.result() && book.id > 0);
+        QStringList titles;
+        showTitles(db, &window, [&](const QStringList& t) { titles = t; });
+        QTRY_COMPARE(titles, QStringList{"Emma"});
+        int counted = -1, thenCounted = -1;
+        countWithWatcher(db, &window, [&](int n) { counted = n; });
+        QTRY_COMPARE(counted, 1);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+        countWithThen(db, &window, [&](int n) { thenCounted = n; });
+        QTRY_COMPARE(thenCounted, 1);
+#endif
+        QFuture<RowList> report = db.Query(QStringLiteral("select * from book"));
+        abandon(report);
+        QVERIFY(report.isCanceled());
+        QString error;
+        Tessark::RecordTableModel* model = bookModel(db, &window, [&](const QString& e) { error = e; });
+        QTRY_COMPARE(model->rowCount(), 1);
+        QTRY_COMPARE(model->data(model->index(0, 1)).toString(), QStringLiteral("Emma"));
+        QVERIFY(error.isEmpty());
+        Q_UNUSED(thenCounted);
     }
 };
 
