@@ -325,6 +325,7 @@ private slots:
 
         QCOMPARE(load.result().size(), 100000);
         QVERIFY2(largestGap < 500, qPrintable(QString::number(largestGap)));
+        const QMutexLocker locker(&StatementThreads::mutex);
         QVERIFY(StatementThreads::count >= 2);
         QVERIFY2(StatementThreads::onMain.isEmpty(), qPrintable(StatementThreads::onMain.join('\n')));
     }
