@@ -292,24 +292,26 @@ WriteBack::WriteBack(const QList<ObjectModel*>& records, QList<std::shared_ptr<R
 {
     for (ObjectModel* record : records)
         m_records.append(record);
-    PendingWriteBacks* pending = pendingWriteBacks();
-    QMutexLocker locker(&pending->mutex);
-    pending->objects.insert(this);
+    if (PendingWriteBacks* pending = pendingWriteBacks()) {
+        QMutexLocker locker(&pending->mutex);
+        pending->objects.insert(this);
+    }
 }
 
+// The registry may be gone already when the process itself ends.
 WriteBack::~WriteBack()
 {
-    PendingWriteBacks* pending = pendingWriteBacks();
-    QMutexLocker locker(&pending->mutex);
-    pending->objects.remove(this);
+    if (PendingWriteBacks* pending = pendingWriteBacks()) {
+        QMutexLocker locker(&pending->mutex);
+        pending->objects.remove(this);
+    }
 }
 
 // Only after the workers stopped, so none is posting to them meanwhile.
 void WriteBack::finishPending()
 {
     QList<WriteBack*> mine;
-    {
-        PendingWriteBacks* pending = pendingWriteBacks();
+    if (PendingWriteBacks* pending = pendingWriteBacks()) {
         QMutexLocker locker(&pending->mutex);
         for (WriteBack* object : qAsConst(pending->objects)) {
             if (object->thread() == QThread::currentThread())
@@ -394,8 +396,9 @@ public:
 private:
     Pool()
     {
-        // Database calls mostly wait on a server, so a few more threads than
-        // cores; bounded, since every thread holds a connection per database.
+        // At least four even on a small machine, as database calls mostly
+        // wait on a server; bounded, since every thread holds a connection per
+        // database it serves.
         const int count = qBound(4, QThread::idealThreadCount(), 16);
         for (int i = 0; i < count; ++i) {
             m_workers.push_back(std::make_shared<Worker>(i));
