@@ -74,20 +74,14 @@ int running(const Backend& b, const QString& marker)
 // Until the slow statement runs: on a server as the server shows it, on SQLite after a while.
 bool started(const Backend& b, const QString& marker)
 {
-    for (int waited = 0; running(b, marker) == 0 && waited < 10000; waited += 20)
-        QTest::qWait(20);
     QTest::qWait(b.kind == Kind::SQLite ? 300 : 0);
-    return running(b, marker) != 0;
+    return QTest::qWaitFor([&] { return running(b, marker) != 0; }, 10000);
 }
 
 template <class T>
 bool finishes(const QFuture<T>& f, int ms = 60000)
 {
-    QElapsedTimer t;
-    t.start();
-    while (!f.isFinished() && t.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    return f.isFinished();
+    return QTest::qWaitFor([&] { return f.isFinished(); }, ms);
 }
 
 // Counts the traced statements and notes those run on the main thread.
