@@ -7,9 +7,11 @@
 #include <QSemaphore>
 #include <QSet>
 #include <QThread>
-#include <QWaitCondition>
 
+#include <chrono>
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <vector>
 
 #include "async/interrupter_p.h"
@@ -39,7 +41,7 @@ public:
     bool enqueue(std::shared_ptr<Job> job, bool first = false)
     {
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             if (m_stopping)
                 return false;
             if (first)
@@ -47,7 +49,7 @@ public:
             else
                 m_queue.push_back(std::move(job));
         }
-        m_wake.wakeOne();
+        m_wake.notify_one();
         return true;
     }
 
@@ -58,7 +60,7 @@ public:
         std::vector<std::shared_ptr<Job>> dropped;
         Interrupter running;
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             for (auto it = m_queue.begin(); it != m_queue.end();) {
                 if ((*it)->session.get() == session) {
                     dropped.push_back(std::move(*it));
@@ -85,7 +87,7 @@ public:
         Interrupter running;
         bool busy;
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             for (auto it = m_queue.begin(); it != m_queue.end();) {
                 if ((*it)->isCanceled()) {
                     dropped.push_back(std::move(*it));
@@ -110,7 +112,7 @@ public:
         std::deque<std::shared_ptr<Job>> dropped;
         Interrupter running;
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             m_stopping = true;
             dropped.swap(m_queue);
             if (m_running) {
@@ -118,11 +120,11 @@ public:
                 running = takeInterrupter();
             }
         }
-        m_wake.wakeAll();
+        m_wake.notify_all();
         interruptOutside(running);
         for (const auto& job : dropped)
             job->drop();
-        wait();
+        joined();
     }
 
     // The running call's connection was (re)opened in this thread: what
@@ -130,7 +132,7 @@ public:
     void opened(const ConnectionCore& connection)
     {
         const Interrupter interrupter = Interrupter::capture(connection);
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         if (m_running && m_running->interruptible)
             m_interrupter = interrupter;
     }
@@ -161,10 +163,18 @@ private:
     }
     static void interruptOutside(const Interrupter& interrupter) { interrupter.interrupt(); }
 
+    // QThread::wait() synchronises inside Qt, out of ThreadSanitizer's sight;
+    // the lock that run() last released shows the thread's end.
+    void joined()
+    {
+        wait();
+        const std::lock_guard<std::mutex> locker(m_mutex);
+    }
+
     static thread_local Worker* t_current;
 
-    QMutex m_mutex;
-    QWaitCondition m_wake;
+    std::mutex m_mutex; // std, not Qt: ThreadSanitizer sees through its waits
+    std::condition_variable m_wake;
     std::deque<std::shared_ptr<Job>> m_queue;
     std::shared_ptr<Job> m_running;
     Interrupter m_interrupter;
@@ -185,30 +195,31 @@ public:
 
     void wake()
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         m_busy = true;
-        m_wake.wakeOne();
+        m_wake.notify_one();
     }
 
     void stop()
     {
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             m_stopping = true;
         }
-        m_wake.wakeOne();
+        m_wake.notify_one();
         wait();
+        const std::lock_guard<std::mutex> joined(m_mutex); // see Worker::joined()
     }
 
 protected:
     void run() override
     {
-        QMutexLocker locker(&m_mutex);
+        std::unique_lock<std::mutex> locker(m_mutex);
         while (!m_stopping) {
             if (m_busy)
-                m_wake.wait(&m_mutex, 10);
+                m_wake.wait_for(locker, std::chrono::milliseconds(10));
             else
-                m_wake.wait(&m_mutex);
+                m_wake.wait(locker);
             if (m_stopping)
                 break;
             m_busy = false;
@@ -216,15 +227,15 @@ protected:
             bool busy = false;
             for (const auto& worker : m_workers)
                 busy = worker->poll() || busy;
-            locker.relock();
+            locker.lock();
             m_busy = m_busy || busy;
         }
     }
 
 private:
     const std::vector<std::shared_ptr<Worker>> m_workers;
-    QMutex m_mutex;
-    QWaitCondition m_wake;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
     bool m_busy = false;
     bool m_stopping = false;
 };
@@ -281,24 +292,26 @@ WriteBack::WriteBack(const QList<ObjectModel*>& records, QList<std::shared_ptr<R
 {
     for (ObjectModel* record : records)
         m_records.append(record);
-    PendingWriteBacks* pending = pendingWriteBacks();
-    QMutexLocker locker(&pending->mutex);
-    pending->objects.insert(this);
+    if (PendingWriteBacks* pending = pendingWriteBacks()) {
+        QMutexLocker locker(&pending->mutex);
+        pending->objects.insert(this);
+    }
 }
 
+// The registry may be gone already when the process itself ends.
 WriteBack::~WriteBack()
 {
-    PendingWriteBacks* pending = pendingWriteBacks();
-    QMutexLocker locker(&pending->mutex);
-    pending->objects.remove(this);
+    if (PendingWriteBacks* pending = pendingWriteBacks()) {
+        QMutexLocker locker(&pending->mutex);
+        pending->objects.remove(this);
+    }
 }
 
 // Only after the workers stopped, so none is posting to them meanwhile.
 void WriteBack::finishPending()
 {
     QList<WriteBack*> mine;
-    {
-        PendingWriteBacks* pending = pendingWriteBacks();
+    if (PendingWriteBacks* pending = pendingWriteBacks()) {
         QMutexLocker locker(&pending->mutex);
         for (WriteBack* object : qAsConst(pending->objects)) {
             if (object->thread() == QThread::currentThread())
@@ -383,8 +396,9 @@ public:
 private:
     Pool()
     {
-        // Database calls mostly wait on a server, so a few more threads than
-        // cores; bounded, since every thread holds a connection per database.
+        // At least four even on a small machine, as database calls mostly
+        // wait on a server; bounded, since every thread holds a connection per
+        // database it serves.
         const int count = qBound(4, QThread::idealThreadCount(), 16);
         for (int i = 0; i < count; ++i) {
             m_workers.push_back(std::make_shared<Worker>(i));
@@ -412,9 +426,9 @@ void Worker::run()
     for (;;) {
         std::shared_ptr<Job> job;
         {
-            QMutexLocker locker(&m_mutex);
+            std::unique_lock<std::mutex> locker(m_mutex);
             while (m_queue.empty() && !m_stopping)
-                m_wake.wait(&m_mutex);
+                m_wake.wait(locker);
             if (m_queue.empty())
                 return;
             job = std::move(m_queue.front());
@@ -428,7 +442,7 @@ void Worker::run()
         if (job->interruptible && job->session->backend)
             interrupter = Interrupter::capture(job->session->backend->connection());
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             m_running = job;
             m_interrupter = interrupter;
             m_interrupted.invalidate();
@@ -436,7 +450,7 @@ void Worker::run()
         Pool::wake();
         job->run();
         {
-            QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             m_running.reset();
             m_interrupter = Interrupter();
         }
