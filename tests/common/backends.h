@@ -10,8 +10,10 @@
 
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include "../support/tessarktest.h"
+#include "Model/conninfomodel.h"
 #include "mysql/mysqlhelp.h"
 #include "mysql/mysqlquery.h"
 #include "postgresql/postgresqlhelp.h"
@@ -141,6 +143,39 @@ struct DropTables
             b.exec(QStringLiteral("drop table if exists %1").arg(t));
     }
 };
+
+// The backend's connection description for the facade, with tag.
+inline ConnInfoModel connInfo(const Backend& b, const QString& tag)
+{
+    if (b.kind == Kind::SQLite)
+        return ConnInfoModel(2, b.file, tag);
+    return ConnInfoModel(b.type, b.server.host, b.server.port, b.server.user, b.server.password, b.server.dbname,
+                         tag);
+}
+
+// Calls body with a persistence object of the backend, configured with tag.
+template <class F>
+void withQuery(const Backend& b, const QString& tag, F&& body)
+{
+    switch (b.kind) {
+    case Kind::SQLite: { SQLiteQuery q; b.init(q, tag); body(q); break; }
+    case Kind::PostgreSQL: { PostgreSQLQuery q; b.init(q, tag); body(q); break; }
+    case Kind::MySQL: { MySqlQuery q; b.init(q, tag); body(q); break; }
+    }
+}
+
+template <class Q>
+constexpr bool isPostgres = std::is_same_v<std::decay_t<Q>, PostgreSQLQuery>;
+
+// PostgreSQL's Delete takes a trailing flag the others lack.
+template <class Q, class... Args>
+bool deleteBy(Q& q, Args&&... args)
+{
+    if constexpr (isPostgres<Q>)
+        return q.Delete(std::forward<Args>(args)..., false);
+    else
+        return q.Delete(std::forward<Args>(args)...);
+}
 
 } // namespace TessarkTest
 

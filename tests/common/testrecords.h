@@ -5,16 +5,16 @@
 
 #include "Model/objectmodel.h"
 
-// A record class as applications write them. The property UserName differs
+// A record class. The property UserName differs
 // from its column (username) in case only, on purpose.
 class Person : public ObjectModel
 {
     Q_OBJECT
-    Q_PROPERTY(int id READ getid WRITE setid)
-    Q_PROPERTY(QString UserName READ getUserName WRITE setUserName)
-    Q_PROPERTY(double score READ getscore WRITE setscore)
-    Q_PROPERTY(QDateTime born READ getborn WRITE setborn)
-    Q_PROPERTY(QString nickname READ getnickname WRITE setnickname)
+    Q_PROPERTY(int id MEMBER id)
+    Q_PROPERTY(QString UserName MEMBER UserName)
+    Q_PROPERTY(double score MEMBER score)
+    Q_PROPERTY(QDateTime born MEMBER born)
+    Q_PROPERTY(QString nickname MEMBER nickname)
 
 public:
     explicit Person(const QString& table = QStringLiteral("person"), const QString& key = QStringLiteral("id"))
@@ -28,25 +28,14 @@ public:
     double score = 0;
     QDateTime born = QDateTime(QDate(2000, 1, 1), QTime(0, 0));
     QString nickname; // no such column: always left out
-
-    int getid() const { return id; }
-    void setid(int value) { id = value; }
-    QString getUserName() const { return UserName; }
-    void setUserName(const QString& value) { UserName = value; }
-    double getscore() const { return score; }
-    void setscore(double value) { score = value; }
-    QDateTime getborn() const { return born; }
-    void setborn(const QDateTime& value) { born = value; }
-    QString getnickname() const { return nickname; }
-    void setnickname(const QString& value) { nickname = value; }
 };
 
 // A record whose key is caller-supplied text.
 class Tag : public ObjectModel
 {
     Q_OBJECT
-    Q_PROPERTY(QString code READ getcode WRITE setcode)
-    Q_PROPERTY(QString label READ getlabel WRITE setlabel)
+    Q_PROPERTY(QString code MEMBER code)
+    Q_PROPERTY(QString label MEMBER label)
 
 public:
     explicit Tag(const QString& table = QStringLiteral("tag"))
@@ -57,11 +46,6 @@ public:
 
     QString code;
     QString label;
-
-    QString getcode() const { return code; }
-    void setcode(const QString& value) { code = value; }
-    QString getlabel() const { return label; }
-    void setlabel(const QString& value) { label = value; }
 };
 
 #endif // TESSARK_TESTS_COMMON_TESTRECORDS_H

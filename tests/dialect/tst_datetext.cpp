@@ -21,8 +21,8 @@ namespace {
 class Sample : public ObjectModel
 {
     Q_OBJECT
-    Q_PROPERTY(QDateTime at READ getat WRITE setat)
-    Q_PROPERTY(double value READ getvalue WRITE setvalue)
+    Q_PROPERTY(QDateTime at MEMBER at)
+    Q_PROPERTY(double value MEMBER value)
 
 public:
     Sample()
@@ -32,10 +32,6 @@ public:
     }
     QDateTime at;
     double value = 0;
-    QDateTime getat() const { return at; }
-    void setat(const QDateTime& v) { at = v; }
-    double getvalue() const { return value; }
-    void setvalue(double v) { value = v; }
 };
 
 template <class Model>

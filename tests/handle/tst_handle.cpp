@@ -30,10 +30,7 @@ private slots:
         const QString count = QStringLiteral("select count(*) from %1").arg(table);
 
         ExtendHandle h;
-        const QString tag = uniqueName("h");
-        h.InitInfo(b.kind == Kind::SQLite ? ConnInfoModel(2, b.file, tag)
-                                          : ConnInfoModel(b.type, b.server.host, b.server.port, b.server.user,
-                                                          b.server.password, b.server.dbname, tag));
+        h.InitInfo(connInfo(b, uniqueName("h")));
         QCOMPARE(h.GetType(), short(b.type));
         QVERIFY(h.InitConnect());
         Person a(table), c(table), d(table), e(table);
@@ -86,16 +83,11 @@ private slots:
         ExtendHandle h;
         h.InitInfo(ConnInfoModel(short(type), "dbhost", 1521, "u", "p", "ORCL", uniqueName("o")));
         QCOMPARE(h.GetType(), short(type));
-        QVERIFY(!h.InitConnect());
         Person p;
-        QVERIFY(!h.Insert(&p, true));
-        QVERIFY(h.Query(&p).isEmpty());
-        QVERIFY(h.QueryFirst("select 1 from dual").isEmpty());
-        QCOMPARE(h.QueryRow("select 1 from dual"), 0);
-        QVERIFY(!h.ExecuteSQL("select 1 from dual"));
-        QVERIFY(!h.DeleteList(QStringList{"x"}, true));
-        QVERIFY(h.GetTableNames().isEmpty());
-        QCOMPARE(h.GetTableName("t"), QString());
+        QVERIFY(!h.InitConnect() && !h.Insert(&p, true) && h.Query(&p).isEmpty());
+        QVERIFY(h.QueryFirst("select 1 from dual").isEmpty() && h.QueryRow("select 1 from dual") == 0);
+        QVERIFY(!h.ExecuteSQL("select 1 from dual") && !h.DeleteList(QStringList{"x"}, true));
+        QVERIFY(h.GetTableNames().isEmpty() && h.GetTableName("t").isEmpty());
         QCOMPARE(h.GetModelTableName("t"), type == 1 ? QStringLiteral("\"t\"") : QString());
         h.CleanTable();
         h.Close();

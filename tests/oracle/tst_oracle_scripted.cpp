@@ -63,10 +63,10 @@ protected:
     }
     bool fetch(int i) override
     {
-        if (i < 0 || i >= m_answer.rows.size())
-            return false;
-        setAt(i);
-        return true;
+        const bool there = i >= 0 && i < m_answer.rows.size();
+        if (there)
+            setAt(i);
+        return there;
     }
     bool fetchFirst() override { return fetch(0); }
     bool fetchLast() override { return fetch(m_answer.rows.size() - 1); }
@@ -141,8 +141,7 @@ private slots:
     }
     void init()
     {
-        script = Script();
-        script.answer = personSchema;
+        script = Script{{}, {}, {}, personSchema};
         returnedKey = QVariant();
     }
 

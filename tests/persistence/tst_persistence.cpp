@@ -16,14 +16,6 @@ QDateTime asDateTime(const QVariant& value)
     return QDateTime::fromString(value.toString().replace(QLatin1Char(' '), QLatin1Char('T')), Qt::ISODateWithMs);
 }
 
-// Runs body with a configured persistence object of the row's backend.
-#define WITH_QUERY(b, body)                                                                \
-    switch (b.kind) {                                                                      \
-    case Kind::SQLite: { SQLiteQuery q; b.init(q); body(q); break; }                       \
-    case Kind::PostgreSQL: { PostgreSQLQuery q; b.init(q); body(q); break; }               \
-    case Kind::MySQL: { MySqlQuery q; b.init(q); body(q); break; }                         \
-    }
-
 QString usernameOf(const RowList& rows, int id)
 {
     for (const Row& row : rows) {
@@ -207,69 +199,7 @@ private slots:
             if (!QTest::currentTestFailed())
                 schemaNames(b, q, table);
         };
-        WITH_QUERY(b, body);
-    }
-
-    // The field-form DELETE compares the key with a value: a value that names
-    // a column is still only a value. MySQL takes the caller's own literal.
-    void fieldDeleteByValue_data() { addBackendRows(); }
-    void fieldDeleteByValue()
-    {
-        TESSARK_BACKEND(b);
-        LogFolder log;
-        const QString table = uniqueName("fdel");
-        DropTables drop{b, {table}};
-        QVERIFY(b.exec(QStringLiteral("create table %1 (code varchar(20), label varchar(20))").arg(table)));
-        QVERIFY(b.exec(QStringLiteral("insert into %1 values ('x', 'x'), ('y', 'y'), ('label', 'other')").arg(table)));
-        const auto literal = [&](const char* value) {
-            return b.kind == Kind::MySQL ? QStringLiteral("'%1'").arg(QLatin1String(value)) : QString(value);
-        };
-        auto body = [&](auto& q) {
-            auto remove = [&](const char* value) {
-                const QList<FieldPair> fields = {{"code", literal(value)}};
-                if constexpr (std::is_same_v<std::decay_t<decltype(q)>, PostgreSQLQuery>)
-                    return q.Delete(table, "code", fields, false);
-                else
-                    return q.Delete(table, "code", fields);
-            };
-            const QString codes = QStringLiteral("select code from %1 order by code").arg(table);
-            QVERIFY(remove("label"));
-            QCOMPARE(q.Query(codes).size(), 2);
-            QVERIFY(remove("x"));
-            const RowList left = q.Query(codes);
-            QCOMPARE(left.size(), 1);
-            QCOMPARE(left.first().value("code").toString(), QStringLiteral("y"));
-        };
-        WITH_QUERY(b, body);
-        QCOMPARE(log.messages(), QStringList());
-    }
-
-    // An invalid date-time is stored as NULL, in an insert and an update; MySQL
-    // is in strict mode, where an empty text is refused.
-    void invalidDateTimeIsNull_data() { addBackendRows(); }
-    void invalidDateTimeIsNull()
-    {
-        TESSARK_BACKEND(b);
-        LogFolder log;
-        const QString table = uniqueName("nodate");
-        DropTables drop{b, {table}};
-        QVERIFY(b.exec(b.createPersonTable(table)));
-        auto body = [&](auto& q) {
-            if (b.kind == Kind::MySQL)
-                QVERIFY(q.QueryFirst("select @@sql_mode as m").value("m").toString().contains("STRICT_TRANS_TABLES"));
-            Person first(table), second(table);
-            first.born = QDateTime();
-            QVERIFY(q.Insert(&first, true, {}));
-            QVERIFY(q.Insert(&second, true, {}));
-            second.born = QDateTime(QDate(2024, 2, 30), QTime(1, 0));
-            QVERIFY(q.Update(&second));
-            const QString nulls = b.kind == Kind::SQLite
-                ? QStringLiteral("select count(*) from %1 where typeof(born) = 'null'")
-                : QStringLiteral("select count(*) from %1 where born is null");
-            QCOMPARE(q.QueryRow(nulls.arg(table)), 2);
-        };
-        WITH_QUERY(b, body);
-        QCOMPARE(log.messages(), QStringList());
+        withQuery(b, QString(), body);
     }
 
     // The generated key is read without naming the table, so it costs one row

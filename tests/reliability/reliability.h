@@ -7,7 +7,6 @@
 #include <QtTest>
 
 #include <type_traits>
-#include <utility>
 
 #include "../common/backends.h"
 #include "Model/objectmodel.h"
@@ -69,28 +68,6 @@ struct DropTable
     ~DropTable() { b.exec(QStringLiteral("drop table %1").arg(table)); }
 };
 
-inline ConnInfoModel connInfo(const Backend& b, const QString& tag)
-{
-    if (b.kind == Kind::SQLite)
-        return ConnInfoModel(2, b.file, tag);
-    return ConnInfoModel(b.type, b.server.host, b.server.port, b.server.user, b.server.password, b.server.dbname,
-                         tag);
-}
-
-// Calls body with a persistence object of the backend, configured with tag.
-template <class F>
-void withQuery(const Backend& b, const QString& tag, F&& body)
-{
-    switch (b.kind) {
-    case Kind::SQLite: { SQLiteQuery q; b.init(q, tag); body(q); break; }
-    case Kind::PostgreSQL: { PostgreSQLQuery q; b.init(q, tag); body(q); break; }
-    case Kind::MySQL: { MySqlQuery q; b.init(q, tag); body(q); break; }
-    }
-}
-
-template <class Q>
-constexpr bool isPostgres = std::is_same_v<std::decay_t<Q>, PostgreSQLQuery>;
-
 template <class Q>
 bool insertRecord(Q& q, ObjectModel* obj, bool generatedKey)
 {
@@ -98,16 +75,6 @@ bool insertRecord(Q& q, ObjectModel* obj, bool generatedKey)
         return q.Insert(obj, generatedKey);
     else
         return q.Insert(obj, generatedKey, QStringList());
-}
-
-// PostgreSQL's Delete takes a trailing flag the others lack.
-template <class Q, class... Args>
-bool deleteBy(Q& q, Args&&... args)
-{
-    if constexpr (isPostgres<Q>)
-        return q.Delete(std::forward<Args>(args)..., false);
-    else
-        return q.Delete(std::forward<Args>(args)...);
 }
 
 } // namespace TessarkTest

@@ -13,7 +13,10 @@
 #include <QSettings>
 #include <QTextStream>
 
+#include <memory>
+
 #include "../support/tessarktest.h"
+#include "postgresql/postgresqlhelp.h"
 #include "postgresql/postgresqlquery.h"
 #include "sqlite/sqlitequery.h"
 
@@ -27,6 +30,14 @@ int fail(const QString& why)
 {
     QTextStream(stderr) << "tessark-genmodel: " << why << '\n';
     return 1;
+}
+
+// A connection of its own for setting up and dropping the table.
+std::unique_ptr<PostgreSQLHelp> help(const ServerAddress& a)
+{
+    auto h = std::make_unique<PostgreSQLHelp>();
+    h->InitInfo(a.host, a.port, a.user, a.password, a.dbname, QStringLiteral("genmodel-setup"));
+    return h;
 }
 
 template <class Query>
@@ -80,15 +91,8 @@ int createPostgresql(const QString& work, QSettings& settings)
                                         "amount numeric(10,0))").arg(table)};
     for (const char* column : {"id", "name", "score", "weight", "created", "total", "small", "amount"})
         setup << QStringLiteral("comment on column %1.%2 is 'the %2'").arg(table, QLatin1String(column));
-    {
-        RawConnection raw(address);
-        if (!raw.isOpen())
-            return fail(raw.lastError());
-        for (const QString& sql : setup) {
-            if (!raw.exec(sql))
-                return fail(raw.lastError());
-        }
-    }
+    if (!help(address)->ExecutionList(setup, false))
+        return fail(QStringLiteral("cannot create the PostgreSQL table"));
     const QVariantMap values{{"type", 0}, {"host", address.host}, {"port", address.port}, {"user", address.user},
                              {"password", address.password}, {"database", address.dbname}, {"table", table}};
     for (auto it = values.begin(); it != values.end(); ++it)
@@ -109,9 +113,8 @@ int drop(QSettings& settings)
     QString why;
     if (lookupServer(Server::PostgreSQL, &address, &why) != Lookup::Found)
         return fail(why);
-    RawConnection raw(address);
-    if (!raw.exec(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString())))
-        return fail(raw.lastError());
+    if (!help(address)->Execution(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString())))
+        return fail(QStringLiteral("cannot drop the PostgreSQL table"));
     return 0;
 }
 

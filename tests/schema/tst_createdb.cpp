@@ -36,24 +36,6 @@ TableInfoModel table(const QString& name, const QList<ColumnInfoModel>& columns,
     return t;
 }
 
-// name -> sql of every table and index in the file, read on a connection of the test's own.
-QMap<QString, QString> schemaOf(const QString& path)
-{
-    QMap<QString, QString> result;
-    const QString name = uniqueName("inspect");
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
-        db.setDatabaseName(path);
-        if (db.open()) {
-            QSqlQuery q("select name, sql from sqlite_master where name not like 'sqlite_%'", db);
-            while (q.next())
-                result.insert(q.value(0).toString(), q.value(1).toString());
-        }
-    }
-    QSqlDatabase::removeDatabase(name);
-    return result;
-}
-
 } // namespace
 
 class TestCreateDatabase : public QObject
@@ -103,7 +85,7 @@ private slots:
         QCOMPARE(sent, expected);
         // SQLite keeps the text as sent, with its keywords upper-cased.
         QStringList stored;
-        const auto schema = schemaOf(model.DatabasePath);
+        const auto schema = sqliteSchema(model.DatabasePath);
         for (auto it = schema.begin(); it != schema.end(); ++it)
             stored << it.key() + "=" + it.value();
         for (QString& e : expected)
@@ -123,7 +105,7 @@ private slots:
         model.Tables = {broken, fine};
         SQLiteQuery q;
         QVERIFY(q.CreateDatabase(model));
-        QCOMPARE(schemaOf(model.DatabasePath).keys(), QStringList{"good"});
+        QCOMPARE(sqliteSchema(model.DatabasePath).keys(), QStringList{"good"});
         model.Tables = {fine, broken};
         QVERIFY(!q.CreateDatabase(model));
         model.Tables.clear();

@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QMutex>
-#include <QSqlError>
 #include <QSqlQuery>
 #include <QThread>
 
@@ -144,13 +143,6 @@ QStringList takeUnmetExpectations()
     return unmet;
 }
 
-QStringList takeUnexpectedMessages()
-{
-    GuardState& state = guard();
-    QMutexLocker locker(&state.mutex);
-    return std::exchange(state.unexpected, QStringList());
-}
-
 int finishTestRun(int qExecResult, int argc, char** argv)
 {
     // Listing runs never reach initTestCase().
@@ -169,7 +161,10 @@ int finishTestRun(int qExecResult, int argc, char** argv)
     if (!guard().installed && !listing)
         fail(QStringLiteral("The Qt message guard was never installed: call "
                             "TessarkTest::installMessageGuard() in initTestCase()."), {});
-    const QStringList unexpected = takeUnexpectedMessages();
+    const QStringList unexpected = [] {
+        QMutexLocker locker(&guard().mutex);
+        return std::exchange(guard().unexpected, QStringList());
+    }();
     if (!unexpected.isEmpty())
         fail(QStringLiteral("%1 unexpected Qt message(s):").arg(unexpected.size()), unexpected);
     const QStringList unmet = takeUnmetExpectations();
@@ -222,105 +217,70 @@ QStringList LogFolder::messages() const
     return result;
 }
 
-// ---- Servers ----------------------------------------------------------------
-
-namespace {
-
-// Parses "key=value ..."; on failure returns why.
-QString parseServerAddress(const QString& text, ServerAddress* address)
-{
-    QMap<QString, QString> values;
-    for (const QString& pair : text.split(QLatin1Char(' ')))
-        values.insert(pair.section(QLatin1Char('='), 0, 0), pair.section(QLatin1Char('='), 1));
-    QStringList missing;
-    for (const char* key : {"host", "port", "user", "dbname"}) {
-        if (values.value(QLatin1String(key)).isEmpty())
-            missing << QLatin1String(key);
-    }
-    if (!missing.isEmpty())
-        return QStringLiteral("missing %1").arg(missing.join(QStringLiteral(", ")));
-    bool ok = false;
-    address->port = values.value("port").toInt(&ok);
-    if (!ok || address->port <= 0 || address->port > 65535)
-        return QStringLiteral("port \"%1\" is not a port number").arg(values.value("port"));
-    address->host = values.value("host");
-    address->user = values.value("user");
-    address->password = values.value("password");
-    address->dbname = values.value("dbname");
-    return QString();
-}
-
-} // namespace
+// ---- Servers and files -----------------------------------------------------
 
 Lookup lookupServer(Server server, ServerAddress* address, QString* message)
 {
-    const bool pg = server == Server::PostgreSQL;
-    const char* variable = pg ? "TESSARK_TEST_PG" : "TESSARK_TEST_MYSQL";
+    const char* variable = server == Server::PostgreSQL ? "TESSARK_TEST_PG" : "TESSARK_TEST_MYSQL";
     const QString text = qEnvironmentVariable(variable).simplified();
     if (text.isEmpty()) {
         const bool required = qEnvironmentVariable("TESSARK_TEST_REQUIRE_SERVERS") == QLatin1String("1");
-        *message = QStringLiteral("%1%2 is not set, so there is no %3 server to test against. Run scripts/test, "
-                                  "or `source scripts/servers.sh` and run the test again.")
-                           .arg(required ? QStringLiteral("TESSARK_TEST_REQUIRE_SERVERS=1 but ") : QString(),
-                                QLatin1String(variable), pg ? QStringLiteral("PostgreSQL") : QStringLiteral("MySQL"));
+        *message = QStringLiteral("%1 is not set: run scripts/test, or `source scripts/servers.sh` first%2")
+                       .arg(QLatin1String(variable),
+                            required ? QStringLiteral(" (TESSARK_TEST_REQUIRE_SERVERS=1)") : QString());
         return required ? Lookup::Fail : Lookup::Skip;
     }
+    QMap<QString, QString> values; // "key=value ..."
+    for (const QString& pair : text.split(QLatin1Char(' ')))
+        values.insert(pair.section(QLatin1Char('='), 0, 0), pair.section(QLatin1Char('='), 1));
     address->server = server;
-    const QString error = parseServerAddress(text, address);
-    if (!error.isEmpty()) {
-        *message = QStringLiteral("%1=\"%2\" is malformed: %3").arg(QLatin1String(variable), text, error);
+    address->host = values.value("host");
+    address->port = values.value("port").toInt();
+    address->user = values.value("user");
+    address->password = values.value("password");
+    address->dbname = values.value("dbname");
+    if (address->host.isEmpty() || address->port <= 0 || address->port > 65535 || address->user.isEmpty()
+        || address->dbname.isEmpty()) {
+        *message = QStringLiteral("%1=\"%2\" is malformed: it needs host, port, user and dbname")
+                       .arg(QLatin1String(variable), text);
         return Lookup::Fail;
     }
     return Lookup::Found;
-}
-
-RawConnection::RawConnection(const ServerAddress& address)
-    : m_name(uniqueName(QStringLiteral("tessark_test_raw")))
-{
-    QSqlDatabase db = QSqlDatabase::addDatabase(
-            address.server == Server::PostgreSQL ? QStringLiteral("QPSQL") : QStringLiteral("QMYSQL"), m_name);
-    db.setHostName(address.host);
-    db.setPort(address.port);
-    db.setUserName(address.user);
-    db.setPassword(address.password);
-    db.setDatabaseName(address.dbname);
-    if (!db.open())
-        m_error = db.lastError().text();
-}
-
-RawConnection::~RawConnection()
-{
-    QSqlDatabase::database(m_name, false).close();
-    QSqlDatabase::removeDatabase(m_name);
-}
-
-bool RawConnection::isOpen() const
-{
-    return QSqlDatabase::database(m_name, false).isOpen();
-}
-
-bool RawConnection::exec(const QString& sql)
-{
-    QSqlQuery query(QSqlDatabase::database(m_name, false));
-    if (query.exec(sql))
-        return true;
-    m_error = query.lastError().text();
-    return false;
-}
-
-QVariant RawConnection::scalar(const QString& sql)
-{
-    QSqlQuery query(QSqlDatabase::database(m_name, false));
-    if (query.exec(sql) && query.first())
-        return query.value(0);
-    m_error = query.lastError().text();
-    return QVariant();
 }
 
 QString uniqueName(const QString& prefix)
 {
     static QAtomicInt counter;
     return QStringLiteral("%1_%2_%3").arg(prefix).arg(QCoreApplication::applicationPid()).arg(counter.fetchAndAddRelaxed(1));
+}
+
+QString readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+}
+
+QMap<QString, QString> sqliteSchema(const QString& path)
+{
+    QMap<QString, QString> result;
+    const QString name = uniqueName(QStringLiteral("inspect"));
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        db.setDatabaseName(path);
+        if (db.open()) {
+            QSqlQuery q(QStringLiteral("select name, sql from sqlite_master where name not like 'sqlite_%'"), db);
+            while (q.next())
+                result.insert(q.value(0).toString(), q.value(1).toString());
+        }
+    }
+    QSqlDatabase::removeDatabase(name);
+    return result;
 }
 
 } // namespace TessarkTest

@@ -39,9 +39,8 @@ void tolerateMessage(QtMsgType type, const QRegularExpression& pattern);
 // for the rest of the run: for secrets that must never be shown.
 void forbidInMessages(const QString& text);
 
-// Both return what they report and clear it.
+// What expectMessage() set up and no message met; clears it.
 QStringList takeUnmetExpectations();
-QStringList takeUnexpectedMessages();
 
 // Fails the run on unexpected messages, unmet expectations or a guard never installed.
 int finishTestRun(int qExecResult, int argc, char** argv);
@@ -99,29 +98,14 @@ enum class Lookup { Found, Skip, Fail };
 // malformed one is Fail. *message says why.
 Lookup lookupServer(Server server, ServerAddress* address, QString* message);
 
-// A plain Qt connection to a test server, for setup and cleanup; removed on destruction.
-class RawConnection
-{
-public:
-    explicit RawConnection(const ServerAddress& address);
-    ~RawConnection();
-    RawConnection(const RawConnection&) = delete;
-    RawConnection& operator=(const RawConnection&) = delete;
-
-    bool isOpen() const;
-    // The error of the last failed open, exec or scalar.
-    QString lastError() const { return m_error; }
-    bool exec(const QString& sql);
-    // The first column of the first row; invalid on failure.
-    QVariant scalar(const QString& sql);
-
-private:
-    QString m_name;
-    QString m_error;
-};
-
 // prefix + process id + a counter: unique among concurrent test runs.
 QString uniqueName(const QString& prefix);
+
+// A file's text (empty when unreadable), and a file replaced by bytes.
+QString readFile(const QString& path);
+bool writeFile(const QString& path, const QByteArray& bytes);
+// name -> sql of every table and index of a SQLite file, read on a connection of its own.
+QMap<QString, QString> sqliteSchema(const QString& path);
 
 } // namespace TessarkTest
 

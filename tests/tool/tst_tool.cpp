@@ -1,10 +1,7 @@
 // TessarkTool: the log (entry format, midnight switch, concurrency, folders),
-// file helpers, the SQLite mutex registry, date/time helpers and the file picker.
-#include <QApplication>
-#include <QFileDialog>
+// file helpers, the SQLite mutex registry and date/time helpers.
 #include <QSemaphore>
 #include <QThread>
-#include <QTimer>
 #include <QtTest>
 
 #include <memory>
@@ -26,18 +23,6 @@ QDateTime fixedClock()
 QDateTime at(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int ms = 0)
 {
     return QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms));
-}
-
-QString readText(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
 }
 
 QStringList filesIn(const QString& dir)
@@ -64,11 +49,6 @@ private slots:
     void initTestCase()
     {
         TessarkTest::installMessageGuard();
-        if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
-            // The offscreen platform says so whenever a dialog is laid out.
-            TessarkTest::tolerateMessage(QtWarningMsg, QRegularExpression(
-                    QStringLiteral("^This plugin does not support propagateSizeHints\\(\\)$")));
-        }
         QVERIFY(m_scratch.isValid());
         QVERIFY(TessarkTool::GetLogPath().isEmpty());
     }
@@ -90,7 +70,7 @@ private slots:
         TessarkTool::WriteLog("must not be written");
         QVERIFY(QDir::setCurrent(previous));
         QCOMPARE(filesIn(cwd.path()), QStringList());
-        QVERIFY2(!readText("/2031-07-04.log").contains("must not be written"), "the entry went to the root");
+        QVERIFY2(!TessarkTest::readFile("/2031-07-04.log").contains("must not be written"), "the entry went to the root");
     }
 
     void writeLogEntryFormat_data()
@@ -117,7 +97,7 @@ private slots:
 
         const QString file = stamp.left(10) + ".log";
         QCOMPARE(filesIn(log.path()), QStringList{file});
-        QCOMPARE(readText(log.path() + "/" + file), entry(stamp, message));
+        QCOMPARE(TessarkTest::readFile(log.path() + "/" + file), entry(stamp, message));
     }
 
     void writeLogStartsNewFileAfterMidnight()
@@ -125,7 +105,7 @@ private slots:
         TessarkTest::LogFolder log;
         QVERIFY(log.isValid());
         const QString day1 = log.path() + "/2023-12-31.log";
-        QVERIFY(writeBytes(day1, "kept from before\n"));
+        QVERIFY(TessarkTest::writeFile(day1, "kept from before\n"));
         TessarkClock::setSource(fixedClock);
 
         fixedNow = at(2023, 12, 31, 23, 59, 59, 999);
@@ -134,9 +114,9 @@ private slots:
         TessarkTool::WriteLog("early");
 
         QCOMPARE(filesIn(log.path()), (QStringList{"2023-12-31.log", "2024-01-01.log"}));
-        QCOMPARE(readText(day1),
+        QCOMPARE(TessarkTest::readFile(day1),
                  "kept from before\n" + entry("2023-12-31 2023-12-31 23:59:59", QString::fromUtf8("第二条")));
-        QCOMPARE(readText(log.path() + "/2024-01-01.log"), entry("2024-01-01 2024-01-01 00:00:00", "early"));
+        QCOMPARE(TessarkTest::readFile(log.path() + "/2024-01-01.log"), entry("2024-01-01 2024-01-01 00:00:00", "early"));
     }
 
     void writeLogCreatesFolders()
@@ -148,12 +128,12 @@ private slots:
         TessarkTool::SetLogPath(root.path() + "//a/./b/c/");
         TessarkTool::WriteLog("hello");
         // A folder that cannot be made loses the entry silently.
-        QVERIFY(writeBytes(root.filePath("plain-file"), "not a folder"));
+        QVERIFY(TessarkTest::writeFile(root.filePath("plain-file"), "not a folder"));
         TessarkTool::SetLogPath(root.filePath("plain-file") + "/logs");
         TessarkTool::WriteLog("lost");
 
-        QCOMPARE(readText(root.path() + "/a/b/c/2024-08-12.log"), entry("2024-08-12 2024-08-12 09:00:00", "hello"));
-        QCOMPARE(readText(root.filePath("plain-file")), QStringLiteral("not a folder"));
+        QCOMPARE(TessarkTest::readFile(root.path() + "/a/b/c/2024-08-12.log"), entry("2024-08-12 2024-08-12 09:00:00", "hello"));
+        QCOMPARE(TessarkTest::readFile(root.filePath("plain-file")), QStringLiteral("not a folder"));
     }
 
     void writeLogConcurrentEntriesNeverInterleave()
@@ -191,40 +171,26 @@ private slots:
         QCOMPARE(text.size(), expectedLength);
     }
 
-    void writeFile_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("content");
-        QTest::newRow("longer file shortened") << "out.txt" << QString::fromUtf8("中文\n短");
-        QTest::newRow("missing folder: nothing") << "missing/out.txt" << "x";
-    }
+    // A longer file is shortened to the new text; a missing folder gets nothing.
     void writeFile()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, content);
         QTemporaryDir dir;
-        QVERIFY(dir.isValid());
-        QVERIFY(writeBytes(dir.filePath("out.txt"), "old content, much longer\nline two\n"));
-        TessarkTool::WriteFile(dir.filePath(name), content);
-        if (name.contains('/'))
-            QCOMPARE(filesIn(dir.path()), QStringList{"out.txt"});
-        else
-            QCOMPARE(readText(dir.filePath(name)), content);
+        QVERIFY(TessarkTest::writeFile(dir.filePath("out.txt"), "old content, much longer\nline two\n"));
+        TessarkTool::WriteFile(dir.filePath("out.txt"), QString::fromUtf8("中文\n短"));
+        TessarkTool::WriteFile(dir.filePath("missing/out.txt"), "x");
+        QCOMPARE(filesIn(dir.path()), QStringList{"out.txt"});
+        QCOMPARE(TessarkTest::readFile(dir.filePath("out.txt")), QString::fromUtf8("中文\n短"));
     }
 
     void sqliteMutexIsPerExactPath()
     {
         const QString path = TessarkTest::uniqueName("same") + ".db";
         QMutex* m = TessarkTool::SQLiteMutex(path);
-        QVERIFY(m);
-        QCOMPARE(TessarkTool::SQLiteMutex(path), m);
-        QCOMPARE(TessarkTool::SQLiteLock.value(path), m);
+        QVERIFY(m && TessarkTool::SQLiteLock.value(path) == m);
         // The key is the path exactly as given: no case folding, no normalising.
-        QVERIFY(TessarkTool::SQLiteMutex(path.toUpper()) != m);
-        QVERIFY(TessarkTool::SQLiteMutex("./" + path) != m);
+        QVERIFY(TessarkTool::SQLiteMutex(path.toUpper()) != m && TessarkTool::SQLiteMutex("./" + path) != m);
         // Non-recursive: the holder itself cannot take it twice.
-        QVERIFY(m->tryLock());
-        QVERIFY(!m->tryLock());
+        QVERIFY(m->tryLock() && !m->tryLock());
         m->unlock();
     }
 
@@ -270,13 +236,12 @@ private slots:
         using T = TessarkTool;
         const QDateTime invalid;
 
+        // A folder is no file and a file no folder.
         const QString scratch = m_scratch.path();
         QDir(scratch).mkpath("folder");
-        writeBytes(scratch + "/file.txt", "x");
+        TessarkTest::writeFile(scratch + "/file.txt", "x");
         row("isDirExist: file", T::isDirExist(scratch + "/file.txt"), false);
-        row("isDirExist: folder", T::isDirExist(scratch + "/folder"), true);
         row("isFileExist: folder", T::isFileExist(scratch + "/folder"), false);
-        row("isFileExist: file", T::isFileExist(scratch + "/file.txt"), true);
 
         // 0 PostgreSQL, 1 Oracle, 2 SQLite, none for the rest.
         const auto formatted = [](short type) {
@@ -318,28 +283,7 @@ private slots:
         QFETCH(QVariant, expected);
         QCOMPARE(actual, expected);
     }
-
-    void fileDialogReturnsChoice()
-    {
-        const QString pick = m_scratch.filePath("pick.db");
-        QVERIFY(writeBytes(pick, "x"));
-        QString shown;
-        QTimer::singleShot(0, [&] {
-            for (QWidget* w : QApplication::topLevelWidgets()) {
-                if (auto* d = qobject_cast<QFileDialog*>(w); d && d->isVisible()) {
-                    shown = d->windowTitle() + ": " + d->nameFilters().join(';');
-                    d->selectFile(pick);
-                    static_cast<QDialog*>(d)->accept(); // QFileDialog::accept is protected
-                    return;
-                }
-            }
-            QCoreApplication::exit(1); // no dialog: leave its loop so the test can fail
-        });
-        const QString chosen = TessarkTool::FileDialog(nullptr, "Open database", "Databases (*.db)");
-        QCOMPARE(shown, QStringLiteral("Open database: Databases (*.db)"));
-        QCOMPARE(chosen, pick);
-    }
 };
 
-TESSARK_TEST_GUI_MAIN(TestTool)
+TESSARK_TEST_MAIN(TestTool)
 #include "tst_tool.moc"
