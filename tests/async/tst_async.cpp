@@ -62,13 +62,11 @@ int running(const Backend& b, const QString& marker)
 {
     if (b.kind == Kind::SQLite)
         return -1;
-    RawConnection raw(b.server);
-    return raw.scalar(b.kind == Kind::PostgreSQL
+    return b.help(QStringLiteral("watch"))->QueryRow(b.kind == Kind::PostgreSQL
                           ? QStringLiteral("select count(*) from pg_stat_activity where state = 'active' and "
                                            "pid <> pg_backend_pid() and query like '%%1%'").arg(marker)
                           : QStringLiteral("select count(*) from information_schema.processlist where "
-                                           "id <> connection_id() and info like '%%1%'").arg(marker))
-        .toInt();
+                                           "id <> connection_id() and info like '%%1%'").arg(marker));
 }
 
 // Until the slow statement runs: on a server as the server shows it, on SQLite after a while.
