@@ -33,7 +33,6 @@ struct GuardState
     bool installed = false;
     QtMessageHandler previous = nullptr;
     QList<Expectation> expected;
-    QList<Expectation> tolerated;
     QStringList forbidden;
     QStringList unexpected;
 };
@@ -67,8 +66,7 @@ void guardHandler(QtMsgType type, const QMessageLogContext& context, const QStri
         if (checked) {
             const auto met = [&](const Expectation& e) { return e.matches(type, text); };
             const auto expected = std::find_if(state.expected.begin(), state.expected.end(), met);
-            const bool absorbed = expected != state.expected.end()
-                                  || std::any_of(state.tolerated.cbegin(), state.tolerated.cend(), met);
+            const bool absorbed = expected != state.expected.end();
             if (expected != state.expected.end())
                 state.expected.erase(expected);
             if (absorbed && !forbidden)
@@ -118,11 +116,6 @@ void expectMessage(QtMsgType type, const QString& substring)
 void expectMessage(QtMsgType type, const QRegularExpression& pattern)
 {
     addExpectation(&GuardState::expected, {type, pattern, QLatin1Char('/') + pattern.pattern() + QLatin1Char('/')});
-}
-
-void tolerateMessage(QtMsgType type, const QRegularExpression& pattern)
-{
-    addExpectation(&GuardState::tolerated, {type, pattern, QString()});
 }
 
 void forbidInMessages(const QString& text)

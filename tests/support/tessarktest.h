@@ -31,10 +31,6 @@ void installMessageGuard();
 void expectMessage(QtMsgType type, const QString& substring);
 void expectMessage(QtMsgType type, const QRegularExpression& pattern);
 
-// Absorbs every match for the rest of the run. Only for platform noise a test
-// cannot avoid, never for the library's own messages.
-void tolerateMessage(QtMsgType type, const QRegularExpression& pattern);
-
 // Any message (of any type, expected or not) containing text is unexpected,
 // for the rest of the run: for secrets that must never be shown.
 void forbidInMessages(const QString& text);
