@@ -14,6 +14,7 @@
 using namespace TessarkTest;
 
 Q_DECLARE_METATYPE(RowList)
+Q_DECLARE_METATYPE(Tessark::ModelRequest)
 
 namespace {
 
@@ -123,23 +124,6 @@ Tessark::ModelText generatePostgresql(const RowList& rows, const Tessark::ModelR
     return text;
 }
 
-// The golden text dated on the day the file was written (the call may straddle midnight).
-void compareDated(const QString& path, const QString& golden, const QDate& before, const QDate& after)
-{
-    const QString actual = readFile(path);
-    const QString stamp = QStringLiteral("* @date          2024-03-05\n");
-    const QString dated = QStringLiteral("* @date          %1\n");
-    if (actual != QString(golden).replace(stamp, dated.arg(after.toString("yyyy-MM-dd"))))
-        QCOMPARE(actual, QString(golden).replace(stamp, dated.arg(before.toString("yyyy-MM-dd"))));
-}
-
-// SQLite connections are named after the file name: each test gets its own.
-QString newSqliteFile(const QTemporaryDir& dir)
-{
-    const QString path = dir.filePath(uniqueName("gen") + ".db");
-    return writeFile(path, QByteArray()) ? path : QString();
-}
-
 } // namespace
 
 class TestModelGenerator : public QObject
@@ -184,10 +168,7 @@ private slots:
     void postgresqlText_data()
     {
         QTest::addColumn<RowList>("rows");
-        QTest::addColumn<QString>("table");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("className");
-        QTest::addColumn<bool>("withStream");
+        QTest::addColumn<Tessark::ModelRequest>("request");
         QTest::addColumn<QString>("header");
         QTest::addColumn<QString>("source");
 
@@ -196,7 +177,7 @@ private slots:
                        pgColumn(2, "balance", "numericnumeric(12,2)", "Balance in cents"),
                        pgColumn(3, "ratio", "float8double precision", "ratio %1 of 100%"),
                        pgColumn(4, "owner", "varcharcharacter varying(40)", "Owner")}
-            << "account" << "id" << "AccountRow" << true
+            << Tessark::ModelRequest{"account", "id", "AccountRow", true}
             << header("AccountRow", "", "account", "id", true,
                       {{"int", "id", serial, "int id = 0;"}, {"int", "balance", "Balance in cents", "int balance = 0;"},
                        {"double", "ratio", "ratio %1 of 100%", "double ratio = 0;"},
@@ -206,7 +187,7 @@ private slots:
             << RowList{pgColumn(1, "seq", "int8bigint", "Sequence"), pgColumn(2, "kind", "int2smallint", "Kind"),
                        pgColumn(3, "at", "timestamptimestamp without time zone", "When"),
                        pgColumn(4, "live", "boolboolean", "Live"), pgColumn(5, "weight", "float4real", "Weight")}
-            << "event" << "" << "Event" << false
+            << Tessark::ModelRequest{"event", "", "Event", false}
             << header("Event", "", "event", "", false,
                       {{"qint64", "seq", "Sequence", "qint64 seq = 0;"}, {"short", "kind", "Kind", "short kind = 0;"},
                        {"QDateTime", "at", "When", "QDateTime at;"}, {"", "live", "Live", " live;"},
@@ -216,14 +197,11 @@ private slots:
     void postgresqlText()
     {
         QFETCH(RowList, rows);
-        QFETCH(QString, table);
-        QFETCH(QString, key);
-        QFETCH(QString, className);
-        QFETCH(bool, withStream);
+        QFETCH(Tessark::ModelRequest, request);
         QFETCH(QString, header);
         QFETCH(QString, source);
 
-        const Tessark::ModelText text = generatePostgresql(rows, {table, key, className, withStream});
+        const Tessark::ModelText text = generatePostgresql(rows, request);
         QCOMPARE(text.header, header);
         QCOMPARE(text.source, source);
     }
@@ -232,8 +210,8 @@ private slots:
     {
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
-        const QString db = newSqliteFile(dir);
-        QVERIFY(!db.isEmpty());
+        const QString db = dir.filePath("gen.db");
+        QVERIFY(writeFile(db, QByteArray()));
         SQLiteQuery q;
         q.InitInfo(db, "genmodel");
         QVERIFY(q.ExecuteSQL("create table person (id INTEGER)"));
@@ -249,12 +227,16 @@ private slots:
         for (int run = 0; run < 2; ++run) {
             const QDate before = QDate::currentDate();
             QVERIFY(q.CreateModel("person", "id", out, "Person", true));
-            compareDated(out + "/person.h", personHeader, before, QDate::currentDate());
+            // Dated on the day the file was written (the call may straddle midnight).
+            const QString written = readFile(out + "/person.h"), stamp = "@date          %1\n";
+            const QDate day = written.contains(stamp.arg(before.toString(Qt::ISODate))) ? before : QDate::currentDate();
+            QCOMPARE(written,
+                     QString(personHeader).replace(stamp.arg("2024-03-05"), stamp.arg(day.toString(Qt::ISODate))));
             QCOMPARE(readFile(out + "/person.cpp"), source("Person", {"id"}));
         }
         // UTF-8 without a byte-order mark.
-        QFile written(out + "/person.h");
-        QVERIFY(written.open(QIODevice::ReadOnly) && written.read(9) == "#ifndef P");
+        QFile file(out + "/person.h");
+        QVERIFY(file.open(QIODevice::ReadOnly) && file.read(9) == "#ifndef P");
 
         // An unknown table writes nothing; without stream operators only the header.
         const QString other = dir.filePath("other");

@@ -77,12 +77,20 @@ void checkSample(const GenSample& actual, qint64 id, const QString& name)
 #endif
 }
 
+// Reads the one row by's key selects into into.
+template <class R>
+void readBack(ExtendHandle& handle, R* by, QObject* into)
+{
+    const RowList rows = handle.Query(by);
+    CHECK_EQ(rows.size(), 1);
+    fill(into, rows.value(0));
+}
+
 void roundTrip(ExtendHandle& handle, const QString& table)
 {
-    GenSample sample;
+    GenSample sample, stored, updated, copy;
     CHECK_EQ(sample.property("TableName").toString(), table);
     CHECK_EQ(sample.property("Key").toString(), QStringLiteral("id"));
-    CHECK_EQ(sample.score, 0.0);
     sample.name = QString::fromUtf8("Ann \xC3\xBC \xE4\xB8\xAD");
     sample.score = 1.25;
     sample.weight = 2.5f;
@@ -98,20 +106,13 @@ void roundTrip(ExtendHandle& handle, const QString& table)
     CHECK_EQ(GenSample::staticMetaObject.propertyCount() - GenSample::staticMetaObject.propertyOffset(), columns);
     CHECK(handle.Insert(&sample, true));
     CHECK(sample.id > 0);
-
-    GenSample stored;
-    RowList rows = handle.Query(&sample);
-    CHECK_EQ(rows.size(), 1);
-    fill(&stored, rows.value(0));
+    readBack(handle, &sample, &stored);
     checkSample(stored, sample.id, sample.name);
     CHECK(stored == sample);
 
     stored.name = QStringLiteral("Bob");
     CHECK(handle.Update(&stored));
-    GenSample updated, copy;
-    rows = handle.Query(&sample);
-    CHECK_EQ(rows.size(), 1);
-    fill(&updated, rows.value(0));
+    readBack(handle, &sample, &updated);
     checkSample(updated, sample.id, QStringLiteral("Bob"));
 
     QByteArray bytes;
@@ -126,9 +127,7 @@ void roundTrip(ExtendHandle& handle, const QString& table)
     GenSampleLite lite;
     CHECK_EQ(lite.property("TableName").toString(), table);
     CHECK(lite.property("Key").toString().isEmpty());
-    rows = handle.Query(&lite);
-    CHECK_EQ(rows.size(), 1);
-    fill(&lite, rows.value(0));
+    readBack(handle, &lite, &lite);
     CHECK_EQ(lite.id, sample.id);
     CHECK_EQ(lite.name, QStringLiteral("Bob"));
     CHECK_EQ(lite.created, created);
@@ -144,9 +143,8 @@ int main(int argc, char** argv)
         report(QStringLiteral("usage: roundtrip <connection.ini>"));
         return 2;
     }
-    const QString ini = app.arguments().at(1);
-    QSettings settings(ini, QSettings::IniFormat);
-    const QString logs = QFileInfo(ini).absolutePath() + QStringLiteral("/log");
+    QSettings settings(app.arguments().at(1), QSettings::IniFormat);
+    const QString logs = QFileInfo(app.arguments().at(1)).absolutePath() + QStringLiteral("/log");
     QDir().mkpath(logs);
     TessarkTool::SetLogPath(logs);
 
@@ -154,12 +152,11 @@ int main(int argc, char** argv)
     const QString database = settings.value("database").toString();
     {
         ExtendHandle handle(nullptr);
-        if (type == 2)
-            handle.InitInfo(ConnInfoModel(type, database, QStringLiteral("roundtrip")));
-        else
-            handle.InitInfo(ConnInfoModel(type, settings.value("host").toString(), settings.value("port").toInt(),
-                                          settings.value("user").toString(), settings.value("password").toString(),
-                                          database, QStringLiteral("roundtrip")));
+        const QString tag = QStringLiteral("roundtrip");
+        handle.InitInfo(type == 2 ? ConnInfoModel(type, database, tag)
+                                  : ConnInfoModel(type, settings.value("host").toString(), settings.value("port").toInt(),
+                                                  settings.value("user").toString(),
+                                                  settings.value("password").toString(), database, tag));
         CHECK(handle.InitConnect());
         if (failures == 0)
             roundTrip(handle, settings.value("table").toString());
