@@ -30,13 +30,10 @@ int generate(const Backend& b, const QString& table, const QString& work)
     Query query;
     b.init(query, QStringLiteral("genmodel"));
     const QString gen = work + QStringLiteral("/gen");
-    if (!QDir().mkpath(gen))
-        return fail(QStringLiteral("cannot create %1").arg(gen));
-    if (!query.CreateModel(table, QStringLiteral("id"), gen, QStringLiteral("GenSample"), true))
-        return fail(QStringLiteral("CreateModel of GenSample from %1 failed").arg(table));
-    if (!query.CreateModel(table, QString(), gen, QStringLiteral("GenSampleLite"), false))
-        return fail(QStringLiteral("CreateModel of GenSampleLite from %1 failed").arg(table));
-    return 0;
+    const bool made = QDir().mkpath(gen)
+        && query.CreateModel(table, QStringLiteral("id"), gen, QStringLiteral("GenSample"), true)
+        && query.CreateModel(table, QString(), gen, QStringLiteral("GenSampleLite"), false);
+    return made ? 0 : fail(QStringLiteral("generating the classes of %1 into %2 failed").arg(table, gen));
 }
 
 // The PostgreSQL server's address in b; false (with the exit code in *code) when there is none.

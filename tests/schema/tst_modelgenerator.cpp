@@ -115,15 +115,6 @@ Row pgColumn(int attnum, const QString& name, const QString& type, const QString
     return {{"attnum", attnum}, {"attname", name}, {"type", type}, {"description", description}};
 }
 
-Tessark::ModelText generatePostgresql(const RowList& rows, const Tessark::ModelRequest& request)
-{
-    const QList<ColumnInfoPostgreSQLModel*> columns = Tessark::recordsFromRows<ColumnInfoPostgreSQLModel>(rows);
-    const QList<ObjectModel*> records(columns.begin(), columns.end());
-    const Tessark::ModelText text = Tessark::modelText(records, Tessark::postgresqlModelTraits, request, goldenDate);
-    qDeleteAll(records);
-    return text;
-}
-
 } // namespace
 
 class TestModelGenerator : public QObject
@@ -201,7 +192,11 @@ private slots:
         QFETCH(QString, header);
         QFETCH(QString, source);
 
-        const Tessark::ModelText text = generatePostgresql(rows, request);
+        const QList<ColumnInfoPostgreSQLModel*> columns = Tessark::recordsFromRows<ColumnInfoPostgreSQLModel>(rows);
+        const QList<ObjectModel*> records(columns.begin(), columns.end());
+        const Tessark::ModelText text =
+            Tessark::modelText(records, Tessark::postgresqlModelTraits, request, goldenDate);
+        qDeleteAll(records);
         QCOMPARE(text.header, header);
         QCOMPARE(text.source, source);
     }
@@ -209,7 +204,6 @@ private slots:
     void sqliteCreateModel()
     {
         QTemporaryDir dir;
-        QVERIFY(dir.isValid());
         const QString db = dir.filePath("gen.db");
         QVERIFY(writeFile(db, QByteArray()));
         SQLiteQuery q;

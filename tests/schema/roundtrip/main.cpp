@@ -5,7 +5,6 @@
 #include <QDataStream>
 #include <QDir>
 #include <QFileInfo>
-#include <QMetaProperty>
 #include <QSettings>
 #include <QTextStream>
 
@@ -47,17 +46,13 @@ void messageHandler(QtMsgType type, const QMessageLogContext&, const QString& me
 // What an application does with a result row: copy it into its record by property name.
 void fill(QObject* record, const Row& row)
 {
-    const QMetaObject* meta = record->metaObject();
-    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
-        const QMetaProperty property = meta->property(i);
-        for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
-            QVariant value = it.value();
-            // SQLite hands date-times back as "yyyy-MM-dd HH:mm:ss.zzz" text.
-            if (property.userType() == QMetaType::QDateTime && value.userType() == QMetaType::QString)
-                value = QDateTime::fromString(value.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
-            if (it.key().compare(QLatin1String(property.name()), Qt::CaseInsensitive) == 0)
-                property.write(record, value);
-        }
+    for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
+        QVariant value = it.value();
+        // SQLite hands date-times back as "yyyy-MM-dd HH:mm:ss.zzz" text.
+        const int type = record->property(it.key().toUtf8()).userType();
+        if (type == QMetaType::QDateTime && value.userType() == QMetaType::QString)
+            value = QDateTime::fromString(value.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+        record->setProperty(it.key().toUtf8(), value);
     }
 }
 
