@@ -25,10 +25,8 @@ void report(const QString& text)
 template <class T>
 void checkEqual(const T& actual, const T& expected, const char* what, int line)
 {
-    if (actual == expected)
-        return;
-    ++failures;
-    report(QStringLiteral("line %1: %2 is %3, expected %4")
+    if (!(actual == expected) && ++failures)
+        report(QStringLiteral("line %1: %2 is %3, expected %4")
                .arg(line)
                .arg(QLatin1String(what), QVariant::fromValue(actual).toString(), QVariant::fromValue(expected).toString()));
 }
