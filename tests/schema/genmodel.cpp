@@ -85,11 +85,10 @@ int drop(QSettings& settings)
     int code = 0;
     if (settings.value("type").toInt() != 0)
         return 0;
-    if (!findServer(b, &code))
-        return 1; // created on this server a moment ago: it must still be there
-    if (!b.exec(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString())))
-        return fail(QStringLiteral("cannot drop the PostgreSQL table"));
-    return 0;
+    // Created on this server a moment ago: it must still be there.
+    const bool dropped = findServer(b, &code)
+        && b.exec(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString()));
+    return dropped ? 0 : fail(QStringLiteral("cannot drop the PostgreSQL table"));
 }
 
 } // namespace

@@ -27,15 +27,6 @@ ColumnInfoModel column(const QString& name, const QString& type, const QByteArra
     return c;
 }
 
-TableInfoModel table(const QString& name, const QList<ColumnInfoModel>& columns, const QString& index = QString())
-{
-    TableInfoModel t;
-    t.TableName = name;
-    t.IndexName = index;
-    t.Columns = columns;
-    return t;
-}
-
 } // namespace
 
 class TestCreateDatabase : public QObject
@@ -50,15 +41,15 @@ private slots:
         QTest::addColumn<QList<TableInfoModel>>("tables");
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("key, autoincrement and kept blanks")
-            << QList<TableInfoModel>{table("t", {column("id", "int", "pa"), column("name", "QString")})}
+            << QList<TableInfoModel>{{"t", "", {column("id", "int", "pa"), column("name", "QString")}}}
             << QStringList{"t=create table t(id INTEGER PRIMARY KEY AUTOINCREMENT,name TEXT  )"};
         QTest::newRow("index over two columns")
-            << QList<TableInfoModel>{table("t", {column("a", "qint64", "id"), column("b", "double", "i"),
-                                                 column("c", "QByteArray", "d")}, "ix")}
+            << QList<TableInfoModel>{{"t", "ix", {column("a", "qint64", "id"), column("b", "double", "i"),
+                                                  column("c", "QByteArray", "d")}}}
             << QStringList{"ix=create index ix ON t(a DESC,b ASC)", "t=create table t(a INTEGER  ,b DOUBLE  ,c BLOB  )"};
         QTest::newRow("type mapping")
-            << QList<TableInfoModel>{table("m", {column("a", "quint16"), column("b", "float"), column("c", "QDateTime"),
-                                                 column("d", "QVariant")})}
+            << QList<TableInfoModel>{{"m", "", {column("a", "quint16"), column("b", "float"), column("c", "QDateTime"),
+                                                column("d", "QVariant")}}}
             << QStringList{"m=create table m(a INTEGER  ,b FLOAT  ,c TIMESTAMP  ,d   )"};
     }
     void statementTexts()
@@ -67,9 +58,7 @@ private slots:
         QFETCH(QStringList, expected);
         // Missing folders are made, and an existing file is replaced, not added to.
         QTemporaryDir dir;
-        CreateDatabaseModel model;
-        model.DatabasePath = dir.filePath("a/b/texts.db");
-        model.Tables = {table("stale", {column("x", "int")})};
+        CreateDatabaseModel model{dir.filePath("a/b/texts.db"), {{"stale", "", {column("x", "int")}}}};
         SQLiteQuery q;
         QVERIFY(q.CreateDatabase(model));
         model.Tables = tables;
@@ -103,11 +92,9 @@ private slots:
             QVERIFY(app.open() && QSqlQuery(app).exec("create table mine(x)"));
         }
         const QStringList before = QSqlDatabase::connectionNames();
-        CreateDatabaseModel model;
-        model.DatabasePath = dir.filePath("last.db");
-        const TableInfoModel broken = table("bad", {column("x", "int", "p"), column("x", "int")});
-        const TableInfoModel fine = table("good", {column("y", "int")});
-        model.Tables = {broken, fine};
+        const TableInfoModel broken{"bad", "", {column("x", "int", "p"), column("x", "int")}};
+        const TableInfoModel fine{"good", "", {column("y", "int")}};
+        CreateDatabaseModel model{dir.filePath("last.db"), {broken, fine}};
         SQLiteQuery q;
         QVERIFY(q.CreateDatabase(model));
         QCOMPARE(sqliteSchema(model.DatabasePath).keys(), QStringList{"good"});
