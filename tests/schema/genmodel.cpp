@@ -9,22 +9,14 @@
 //     drops a PostgreSQL table created above.
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QSettings>
 #include <QTextStream>
 
-#include <memory>
-
-#include "../support/tessarktest.h"
-#include "postgresql/postgresqlhelp.h"
-#include "postgresql/postgresqlquery.h"
-#include "sqlite/sqlitequery.h"
+#include "../common/backends.h"
 
 using namespace TessarkTest;
 
 namespace {
-
-const int skipped = 77;
 
 int fail(const QString& why)
 {
@@ -32,90 +24,71 @@ int fail(const QString& why)
     return 1;
 }
 
-// A connection of its own for setting up and dropping the table.
-std::unique_ptr<PostgreSQLHelp> help(const ServerAddress& a)
-{
-    auto h = std::make_unique<PostgreSQLHelp>();
-    h->InitInfo(a.host, a.port, a.user, a.password, a.dbname, QStringLiteral("genmodel-setup"));
-    return h;
-}
-
 template <class Query>
-int generate(Query& query, const QString& table, const QString& work)
+int generate(const Backend& b, const QString& table, const QString& work)
 {
+    Query query;
+    b.init(query, QStringLiteral("genmodel"));
     const QString gen = work + QStringLiteral("/gen");
-    if (!QDir().mkpath(gen))
-        return fail(QStringLiteral("cannot create %1").arg(gen));
-    if (!query.CreateModel(table, QStringLiteral("id"), gen, QStringLiteral("GenSample"), true))
-        return fail(QStringLiteral("CreateModel of GenSample from %1 failed").arg(table));
-    if (!query.CreateModel(table, QString(), gen, QStringLiteral("GenSampleLite"), false))
-        return fail(QStringLiteral("CreateModel of GenSampleLite from %1 failed").arg(table));
-    return 0;
+    const bool made = QDir().mkpath(gen)
+        && query.CreateModel(table, QStringLiteral("id"), gen, QStringLiteral("GenSample"), true)
+        && query.CreateModel(table, QString(), gen, QStringLiteral("GenSampleLite"), false);
+    return made ? 0 : fail(QStringLiteral("generating the classes of %1 into %2 failed").arg(table, gen));
 }
 
-int createSqlite(const QString& work, QSettings& settings)
+// The PostgreSQL server's address in b; false (with the exit code in *code) when there is none.
+bool findServer(Backend& b, int* code)
 {
-    const QString path = work + QStringLiteral("/roundtrip.db");
-    if (!QFile(path).open(QIODevice::WriteOnly))
-        return fail(QStringLiteral("cannot create %1").arg(path));
-
-    // Every declared type maps to a Qt type (DECIMAL's long has no stream operator).
-    const QString table = QStringLiteral("sample");
-    SQLiteQuery query;
-    query.InitInfo(path, QStringLiteral("genmodel"));
-    if (!query.ExecuteSQL(QStringLiteral("create table %1 (id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT, "
-                                         "score DOUBLE, weight FLOAT, created TIMESTAMP, total BIGINT, "
-                                         "small SMALLINT)")
-                              .arg(table)))
-        return fail(QStringLiteral("cannot create the SQLite table"));
-    settings.setValue("type", 2);
-    settings.setValue("database", path);
-    settings.setValue("table", table);
-    return generate(query, table, work);
-}
-
-int createPostgresql(const QString& work, QSettings& settings)
-{
-    ServerAddress address;
     QString why;
-    const Lookup found = lookupServer(Server::PostgreSQL, &address, &why);
+    const Lookup found = lookupServer(Server::PostgreSQL, &b.server, &why);
     if (found == Lookup::Skip)
         QTextStream(stdout) << "ROUNDTRIP SKIPPED: " << why << '\n';
-    if (found != Lookup::Found)
-        return found == Lookup::Skip ? skipped : fail(why);
+    *code = found == Lookup::Found ? 0 : found == Lookup::Skip ? 77 : fail(why);
+    return found == Lookup::Found && setUpBackend(Kind::PostgreSQL, b);
+}
 
-    // Only commented columns are reported by the catalogue query: comment them all.
-    const QString table = uniqueName(QStringLiteral("gen_roundtrip"));
-    QStringList setup = {QStringLiteral("create table %1 (id serial primary key, name varchar(40), score float8, "
-                                        "weight float4, created timestamp(3), total int8, small int2, "
-                                        "amount numeric(10,0))").arg(table)};
+int create(bool pg, const QString& work, QSettings& settings)
+{
+    Backend b;
+    int code = 0;
+    if (pg && !findServer(b, &code))
+        return code;
+    b.file = work + QStringLiteral("/roundtrip.db");
+    if (!pg && !writeFile(b.file, QByteArray()))
+        return fail(QStringLiteral("cannot create %1").arg(b.file));
+
+    // Every declared type maps to a Qt type (SQLite's DECIMAL long has no stream
+    // operator); PostgreSQL's catalogue query reports only commented columns.
+    const QString table = pg ? uniqueName(QStringLiteral("gen_roundtrip")) : QStringLiteral("sample");
+    QStringList setup = {QStringLiteral("create table %1 (%2)").arg(table, QLatin1String(pg
+        ? "id serial primary key, name varchar(40), score float8, weight float4, created timestamp(3), "
+          "total int8, small int2, amount numeric(10,0)"
+        : "id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT, score DOUBLE, weight FLOAT, created TIMESTAMP, "
+          "total BIGINT, small SMALLINT"))};
     for (const char* column : {"id", "name", "score", "weight", "created", "total", "small", "amount"})
-        setup << QStringLiteral("comment on column %1.%2 is 'the %2'").arg(table, QLatin1String(column));
-    if (!help(address)->ExecutionList(setup, false))
-        return fail(QStringLiteral("cannot create the PostgreSQL table"));
-    const QVariantMap values{{"type", 0}, {"host", address.host}, {"port", address.port}, {"user", address.user},
-                             {"password", address.password}, {"database", address.dbname}, {"table", table}};
+        if (pg)
+            setup << QStringLiteral("comment on column %1.%2 is 'the %2'").arg(table, QLatin1String(column));
+    if (!b.help(QStringLiteral("genmodel-setup"))->ExecutionList(setup, false))
+        return fail(QStringLiteral("cannot create the table"));
+    const QVariantMap values{{"type", b.type}, {"host", b.server.host}, {"port", b.server.port},
+                             {"user", b.server.user}, {"password", b.server.password},
+                             {"database", pg ? b.server.dbname : b.file}, {"table", table}};
     for (auto it = values.begin(); it != values.end(); ++it)
         settings.setValue(it.key(), it.value());
     settings.sync();
-
-    PostgreSQLQuery query;
-    query.InitInfo(address.host, address.port, address.user, address.password, address.dbname,
-                   QStringLiteral("genmodel"));
-    return generate(query, table, work);
+    return pg ? generate<PostgreSQLQuery>(b, table, work) : generate<SQLiteQuery>(b, table, work);
 }
 
 int drop(QSettings& settings)
 {
+    Backend b;
+    int code = 0;
     if (settings.value("type").toInt() != 0)
         return 0;
-    ServerAddress address;
-    QString why;
-    if (lookupServer(Server::PostgreSQL, &address, &why) != Lookup::Found)
-        return fail(why);
-    if (!help(address)->Execution(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString())))
-        return fail(QStringLiteral("cannot drop the PostgreSQL table"));
-    return 0;
+    // Created on this server a moment ago: it must still be there.
+    const bool dropped = findServer(b, &code)
+        && b.exec(QStringLiteral("drop table if exists %1").arg(settings.value("table").toString()));
+    return dropped ? 0 : fail(QStringLiteral("cannot drop the PostgreSQL table"));
 }
 
 } // namespace
@@ -133,9 +106,7 @@ int main(int argc, char** argv)
 
     if (command == QLatin1String("drop"))
         return drop(settings);
-    if (command == QLatin1String("create") && args.value(2) == QLatin1String("sqlite"))
-        return createSqlite(work, settings);
-    if (command == QLatin1String("create") && args.value(2) == QLatin1String("postgresql"))
-        return createPostgresql(work, settings);
+    if (command == QLatin1String("create") && (args.value(2) == "sqlite" || args.value(2) == "postgresql"))
+        return create(args.value(2) == "postgresql", work, settings);
     return fail(QStringLiteral("unknown command"));
 }

@@ -13,18 +13,20 @@
 
 using namespace TessarkTest;
 
-Q_DECLARE_METATYPE(RowList)
+// One generated member: its Qt type (empty when unmapped), name, comment and
+// declaration; for PostgreSQL also the catalogue's typname + format_type text.
+struct Field
+{
+    QString type, name, comment, declaration, pgType;
+};
+
+Q_DECLARE_METATYPE(QList<Field>)
+Q_DECLARE_METATYPE(Tessark::ModelRequest)
 
 namespace {
 
 const QDate goldenDate(2024, 3, 5);
 const QString serial = QString::fromUtf8("编号");
-
-// One generated member: its Qt type (empty when unmapped), name, comment and declaration.
-struct Field
-{
-    QString type, name, comment, declaration;
-};
 
 // The golden header, one generated line per line here; an empty key means no
 // Key and no operator ==, the date is always goldenDate's.
@@ -109,37 +111,6 @@ QString source(const QString& cls, const QStringList& names)
             .arg(cls.toLower(), cls, names.join(" >>\n           data."), names.join(" <<\n           data."));
 }
 
-Row pgColumn(int attnum, const QString& name, const QString& type, const QString& description)
-{
-    return {{"attnum", attnum}, {"attname", name}, {"type", type}, {"description", description}};
-}
-
-Tessark::ModelText generatePostgresql(const RowList& rows, const Tessark::ModelRequest& request)
-{
-    const QList<ColumnInfoPostgreSQLModel*> columns = Tessark::recordsFromRows<ColumnInfoPostgreSQLModel>(rows);
-    const QList<ObjectModel*> records(columns.begin(), columns.end());
-    const Tessark::ModelText text = Tessark::modelText(records, Tessark::postgresqlModelTraits, request, goldenDate);
-    qDeleteAll(records);
-    return text;
-}
-
-// The golden text dated on the day the file was written (the call may straddle midnight).
-void compareDated(const QString& path, const QString& golden, const QDate& before, const QDate& after)
-{
-    const QString actual = readFile(path);
-    const QString stamp = QStringLiteral("* @date          2024-03-05\n");
-    const QString dated = QStringLiteral("* @date          %1\n");
-    if (actual != QString(golden).replace(stamp, dated.arg(after.toString("yyyy-MM-dd"))))
-        QCOMPARE(actual, QString(golden).replace(stamp, dated.arg(before.toString("yyyy-MM-dd"))));
-}
-
-// SQLite connections are named after the file name: each test gets its own.
-QString newSqliteFile(const QTemporaryDir& dir)
-{
-    const QString path = dir.filePath(uniqueName("gen") + ".db");
-    return writeFile(path, QByteArray()) ? path : QString();
-}
-
 } // namespace
 
 class TestModelGenerator : public QObject
@@ -183,78 +154,74 @@ private slots:
     // here covers several columns and no key; SQLite's is compared below.
     void postgresqlText_data()
     {
-        QTest::addColumn<RowList>("rows");
-        QTest::addColumn<QString>("table");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("className");
-        QTest::addColumn<bool>("withStream");
-        QTest::addColumn<QString>("header");
+        QTest::addColumn<QList<Field>>("fields");
+        QTest::addColumn<Tessark::ModelRequest>("request");
         QTest::addColumn<QString>("source");
 
         QTest::newRow("postgresql mixed-case class, key, stream")
-            << RowList{pgColumn(1, "id", "int4integer", serial),
-                       pgColumn(2, "balance", "numericnumeric(12,2)", "Balance in cents"),
-                       pgColumn(3, "ratio", "float8double precision", "ratio %1 of 100%"),
-                       pgColumn(4, "owner", "varcharcharacter varying(40)", "Owner")}
-            << "account" << "id" << "AccountRow" << true
-            << header("AccountRow", "", "account", "id", true,
-                      {{"int", "id", serial, "int id = 0;"}, {"int", "balance", "Balance in cents", "int balance = 0;"},
-                       {"double", "ratio", "ratio %1 of 100%", "double ratio = 0;"},
-                       {"QString", "owner", "Owner", "QString owner;"}})
+            << QList<Field>{{"int", "id", serial, "int id = 0;", "int4integer"},
+                            {"int", "balance", "Balance in cents", "int balance = 0;", "numericnumeric(12,2)"},
+                            {"double", "ratio", "ratio %1 of 100%", "double ratio = 0;", "float8double precision"},
+                            {"QString", "owner", "Owner", "QString owner;", "varcharcharacter varying(40)"}}
+            << Tessark::ModelRequest{"account", "id", "AccountRow", true}
             << source("AccountRow", {"id", "balance", "ratio", "owner"});
         QTest::newRow("postgresql no key, no stream, bool unmapped")
-            << RowList{pgColumn(1, "seq", "int8bigint", "Sequence"), pgColumn(2, "kind", "int2smallint", "Kind"),
-                       pgColumn(3, "at", "timestamptimestamp without time zone", "When"),
-                       pgColumn(4, "live", "boolboolean", "Live"), pgColumn(5, "weight", "float4real", "Weight")}
-            << "event" << "" << "Event" << false
-            << header("Event", "", "event", "", false,
-                      {{"qint64", "seq", "Sequence", "qint64 seq = 0;"}, {"short", "kind", "Kind", "short kind = 0;"},
-                       {"QDateTime", "at", "When", "QDateTime at;"}, {"", "live", "Live", " live;"},
-                       {"float", "weight", "Weight", "float weight = 0;"}})
-            << "";
+            << QList<Field>{{"qint64", "seq", "Sequence", "qint64 seq = 0;", "int8bigint"},
+                            {"short", "kind", "Kind", "short kind = 0;", "int2smallint"},
+                            {"QDateTime", "at", "When", "QDateTime at;", "timestamptimestamp without time zone"},
+                            {"", "live", "Live", " live;", "boolboolean"},
+                            {"float", "weight", "Weight", "float weight = 0;", "float4real"}}
+            << Tessark::ModelRequest{"event", "", "Event", false} << "";
     }
     void postgresqlText()
     {
-        QFETCH(RowList, rows);
-        QFETCH(QString, table);
-        QFETCH(QString, key);
-        QFETCH(QString, className);
-        QFETCH(bool, withStream);
-        QFETCH(QString, header);
+        QFETCH(QList<Field>, fields);
+        QFETCH(Tessark::ModelRequest, request);
         QFETCH(QString, source);
+        RowList rows;
+        for (const Field& f : fields)
+            rows << Row{{"attnum", int(rows.size()) + 1}, {"attname", f.name}, {"type", f.pgType},
+                        {"description", f.comment}};
 
-        const Tessark::ModelText text = generatePostgresql(rows, {table, key, className, withStream});
-        QCOMPARE(text.header, header);
+        const QList<ColumnInfoPostgreSQLModel*> columns = Tessark::recordsFromRows<ColumnInfoPostgreSQLModel>(rows);
+        const QList<ObjectModel*> records(columns.begin(), columns.end());
+        const Tessark::ModelText text =
+            Tessark::modelText(records, Tessark::postgresqlModelTraits, request, goldenDate);
+        qDeleteAll(records);
+        QCOMPARE(text.header,
+                 header(request.className, "", request.tableName, request.keyName, request.withStream, fields));
         QCOMPARE(text.source, source);
     }
 
     void sqliteCreateModel()
     {
         QTemporaryDir dir;
-        QVERIFY(dir.isValid());
-        const QString db = newSqliteFile(dir);
-        QVERIFY(!db.isEmpty());
+        const QString db = dir.filePath("gen.db");
+        QVERIFY(writeFile(db, QByteArray()));
         SQLiteQuery q;
         q.InitInfo(db, "genmodel");
         QVERIFY(q.ExecuteSQL("create table person (id INTEGER)"));
 
         // SQLite generates the project name and one fixed comment for every column.
         const QString personHeader = header("Person", "Tessark", "person", "id", true,
-                                            {{"int", "id", QString::fromUtf8("摘要"), "int id = 0;"}});
+                                            {{"int", "id", QString::fromUtf8("摘要"), "int id = 0;", ""}});
         // Longer stale files: the new text must replace them entirely, run after run.
-        const QString out = dir.filePath("out");
-        QVERIFY(QDir().mkpath(out));
+        const QString out = dir.path();
         QVERIFY(writeFile(out + "/person.h", QByteArray(4096, 'x')));
         QVERIFY(writeFile(out + "/person.cpp", QByteArray(4096, 'x')));
         for (int run = 0; run < 2; ++run) {
             const QDate before = QDate::currentDate();
             QVERIFY(q.CreateModel("person", "id", out, "Person", true));
-            compareDated(out + "/person.h", personHeader, before, QDate::currentDate());
+            // Dated on the day the file was written (the call may straddle midnight).
+            const QString written = readFile(out + "/person.h"), stamp = "@date          %1\n";
+            const QDate day = written.contains(stamp.arg(before.toString(Qt::ISODate))) ? before : QDate::currentDate();
+            QCOMPARE(written,
+                     QString(personHeader).replace(stamp.arg("2024-03-05"), stamp.arg(day.toString(Qt::ISODate))));
             QCOMPARE(readFile(out + "/person.cpp"), source("Person", {"id"}));
         }
         // UTF-8 without a byte-order mark.
-        QFile written(out + "/person.h");
-        QVERIFY(written.open(QIODevice::ReadOnly) && written.read(9) == "#ifndef P");
+        QFile file(out + "/person.h");
+        QVERIFY(file.open(QIODevice::ReadOnly) && file.read(9) == "#ifndef P");
 
         // An unknown table writes nothing; without stream operators only the header.
         const QString other = dir.filePath("other");

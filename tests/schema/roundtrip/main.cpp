@@ -5,7 +5,6 @@
 #include <QDataStream>
 #include <QDir>
 #include <QFileInfo>
-#include <QMetaProperty>
 #include <QSettings>
 #include <QTextStream>
 
@@ -26,10 +25,8 @@ void report(const QString& text)
 template <class T>
 void checkEqual(const T& actual, const T& expected, const char* what, int line)
 {
-    if (actual == expected)
-        return;
-    ++failures;
-    report(QStringLiteral("line %1: %2 is %3, expected %4")
+    if (!(actual == expected) && ++failures)
+        report(QStringLiteral("line %1: %2 is %3, expected %4")
                .arg(line)
                .arg(QLatin1String(what), QVariant::fromValue(actual).toString(), QVariant::fromValue(expected).toString()));
 }
@@ -47,17 +44,13 @@ void messageHandler(QtMsgType type, const QMessageLogContext&, const QString& me
 // What an application does with a result row: copy it into its record by property name.
 void fill(QObject* record, const Row& row)
 {
-    const QMetaObject* meta = record->metaObject();
-    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
-        const QMetaProperty property = meta->property(i);
-        for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
-            QVariant value = it.value();
-            // SQLite hands date-times back as "yyyy-MM-dd HH:mm:ss.zzz" text.
-            if (property.userType() == QMetaType::QDateTime && value.userType() == QMetaType::QString)
-                value = QDateTime::fromString(value.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
-            if (it.key().compare(QLatin1String(property.name()), Qt::CaseInsensitive) == 0)
-                property.write(record, value);
-        }
+    for (auto it = row.constBegin(); it != row.constEnd(); ++it) {
+        QVariant value = it.value();
+        // SQLite hands date-times back as "yyyy-MM-dd HH:mm:ss.zzz" text.
+        const int type = record->property(it.key().toUtf8()).userType();
+        if (type == QMetaType::QDateTime && value.userType() == QMetaType::QString)
+            value = QDateTime::fromString(value.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+        record->setProperty(it.key().toUtf8(), value);
     }
 }
 
@@ -77,12 +70,20 @@ void checkSample(const GenSample& actual, qint64 id, const QString& name)
 #endif
 }
 
+// Reads the one row by's key selects into into.
+template <class R>
+void readBack(ExtendHandle& handle, R* by, QObject* into)
+{
+    const RowList rows = handle.Query(by);
+    CHECK_EQ(rows.size(), 1);
+    fill(into, rows.value(0));
+}
+
 void roundTrip(ExtendHandle& handle, const QString& table)
 {
-    GenSample sample;
+    GenSample sample, stored, updated, copy;
     CHECK_EQ(sample.property("TableName").toString(), table);
     CHECK_EQ(sample.property("Key").toString(), QStringLiteral("id"));
-    CHECK_EQ(sample.score, 0.0);
     sample.name = QString::fromUtf8("Ann \xC3\xBC \xE4\xB8\xAD");
     sample.score = 1.25;
     sample.weight = 2.5f;
@@ -98,20 +99,13 @@ void roundTrip(ExtendHandle& handle, const QString& table)
     CHECK_EQ(GenSample::staticMetaObject.propertyCount() - GenSample::staticMetaObject.propertyOffset(), columns);
     CHECK(handle.Insert(&sample, true));
     CHECK(sample.id > 0);
-
-    GenSample stored;
-    RowList rows = handle.Query(&sample);
-    CHECK_EQ(rows.size(), 1);
-    fill(&stored, rows.value(0));
+    readBack(handle, &sample, &stored);
     checkSample(stored, sample.id, sample.name);
     CHECK(stored == sample);
 
     stored.name = QStringLiteral("Bob");
     CHECK(handle.Update(&stored));
-    GenSample updated, copy;
-    rows = handle.Query(&sample);
-    CHECK_EQ(rows.size(), 1);
-    fill(&updated, rows.value(0));
+    readBack(handle, &sample, &updated);
     checkSample(updated, sample.id, QStringLiteral("Bob"));
 
     QByteArray bytes;
@@ -126,9 +120,7 @@ void roundTrip(ExtendHandle& handle, const QString& table)
     GenSampleLite lite;
     CHECK_EQ(lite.property("TableName").toString(), table);
     CHECK(lite.property("Key").toString().isEmpty());
-    rows = handle.Query(&lite);
-    CHECK_EQ(rows.size(), 1);
-    fill(&lite, rows.value(0));
+    readBack(handle, &lite, &lite);
     CHECK_EQ(lite.id, sample.id);
     CHECK_EQ(lite.name, QStringLiteral("Bob"));
     CHECK_EQ(lite.created, created);
@@ -140,13 +132,9 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     qInstallMessageHandler(messageHandler);
-    if (app.arguments().size() != 2) {
-        report(QStringLiteral("usage: roundtrip <connection.ini>"));
-        return 2;
-    }
-    const QString ini = app.arguments().at(1);
-    QSettings settings(ini, QSettings::IniFormat);
-    const QString logs = QFileInfo(ini).absolutePath() + QStringLiteral("/log");
+    // Usage: roundtrip <connection.ini>; without one the connection fails.
+    QSettings settings(app.arguments().value(1), QSettings::IniFormat);
+    const QString logs = QFileInfo(app.arguments().value(1)).absolutePath() + QStringLiteral("/log");
     QDir().mkpath(logs);
     TessarkTool::SetLogPath(logs);
 
@@ -154,12 +142,11 @@ int main(int argc, char** argv)
     const QString database = settings.value("database").toString();
     {
         ExtendHandle handle(nullptr);
-        if (type == 2)
-            handle.InitInfo(ConnInfoModel(type, database, QStringLiteral("roundtrip")));
-        else
-            handle.InitInfo(ConnInfoModel(type, settings.value("host").toString(), settings.value("port").toInt(),
-                                          settings.value("user").toString(), settings.value("password").toString(),
-                                          database, QStringLiteral("roundtrip")));
+        const QString tag = QStringLiteral("roundtrip");
+        handle.InitInfo(type == 2 ? ConnInfoModel(type, database, tag)
+                                  : ConnInfoModel(type, settings.value("host").toString(), settings.value("port").toInt(),
+                                                  settings.value("user").toString(),
+                                                  settings.value("password").toString(), database, tag));
         CHECK(handle.InitConnect());
         if (failures == 0)
             roundTrip(handle, settings.value("table").toString());
