@@ -51,7 +51,7 @@ struct Table
     QString name = uniqueName(QStringLiteral("async"));
     bool made = b.exec(b.createPersonTable(name));
     DropTables drop{b, {name}};
-    QString count(const QString& where = QString()) const { return QStringLiteral("select count(*) from %1 %2").arg(name, where); }
+    QString count(const QString& where = {}) const { return QStringLiteral("select count(*) from %1 %2").arg(name, where); }
 };
 
 // A statement that runs about five seconds (SQLite's runs until interrupted); marker names it on the server.
@@ -68,9 +68,12 @@ QString slowSql(const Backend& b, const QString& marker)
 int running(const Backend& b, const QString& marker)
 {
     static const char* const forms[] = {
-        "", "select count(*) from pg_stat_activity where state = 'active' and pid <> pg_backend_pid() and query like '%%1%'",
+        nullptr, "select count(*) from pg_stat_activity where state = 'active' and pid <> pg_backend_pid() and "
+            "query like '%%1%'",
         "select count(*) from information_schema.processlist where id <> connection_id() and info like '%%1%'"};
-    return b.kind == Kind::SQLite ? -1 : b.help(QStringLiteral("watch"))->QueryRow(QString::fromLatin1(forms[int(b.kind)]).arg(marker));
+    if (b.kind == Kind::SQLite)
+        return -1;
+    return b.help(QStringLiteral("watch"))->QueryRow(QString::fromLatin1(forms[int(b.kind)]).arg(marker));
 }
 
 // Starts the slow statement on h as slow; true once it runs: on a server as
@@ -312,12 +315,15 @@ private slots:
                 QList<QFuture<bool>> writes;
                 for (int i = 0; i < 200; ++i)
                     for (int k = 2 * t; k < 2 * t + 2; ++k) {
-                        const QString user = QStringLiteral("h%1").arg(k), mine = QStringLiteral("where username = '%1'").arg(user);
+                        AsyncHandle& h = *handles[k];
+                        const QString user = QStringLiteral("h%1").arg(k);
+                        const QString mine = QStringLiteral("where username = '%1'").arg(user);
                         if (i % 4 == 3)
-                            counts.append(handles[k]->QueryRow(table.count(mine)));
+                            counts.append(h.QueryRow(table.count(mine)));
                         else
-                            writes.append(i % 4 < 2 ? handles[k]->Insert(table.name, {{"username", user}}, "id", false)
-                                                    : handles[k]->ExecuteSQL(QStringLiteral("update %1 set score = 1 %2").arg(table.name, mine)));
+                            writes.append(i % 4 < 2 ? h.Insert(table.name, {{"username", user}}, "id", false)
+                                                    : h.ExecuteSQL(QStringLiteral("update %1 set score = 1 %2")
+                                                                       .arg(table.name, mine)));
                     }
                 for (int c = 0; c < counts.size(); ++c)
                     wrong += counts[c].result() != (c / 2 + 1) * 2;
