@@ -1,19 +1,11 @@
-// Bad input, bad calls and faults against real SQLite files and the throwaway
-// servers: values made to escape their quotes, calls with wrong arguments,
-// sessions ended mid-batch, and SQLite files that are locked, full or read-only.
-#include <QElapsedTimer>
-#include <QFile>
-#include <QProcess>
-#include <QSqlDatabase>
+// Values made to escape their quotes, calls with wrong arguments, sessions ended
+// mid-batch, and SQLite files that are locked, full or read-only.
 #include <QSqlQuery>
-#include <QThread>
-#include <QtTest>
 
 #include <array>
 #include <deque>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <tuple>
 
 #include "hostilevalues.h"
@@ -28,9 +20,8 @@ namespace {
 // (at most 600 of them go into the databases).
 int valueCount()
 {
-    bool ok = false;
-    const int given = qEnvironmentVariableIntValue("TESSARK_TEST_VALUES", &ok);
-    return ok && given > 0 ? given : 10000;
+    const int given = qEnvironmentVariableIntValue("TESSARK_TEST_VALUES");
+    return given > 0 ? given : 10000;
 }
 
 QString seedNote() { return QStringLiteral(" (seed %1; TESSARK_TEST_SEED=%1 replays it)").arg(runSeed()); }
@@ -51,10 +42,8 @@ Lexed lex(const QString& sql, bool backslashEscapes)
     Lexed result;
     const int n = sql.size();
     for (int i = 0; i < n;) {
-        const int start = i;
-        while (i < n && sql[i] != QLatin1Char('\'') && sql[i] != QLatin1Char('"'))
-            ++i;
-        result.shape += sql.mid(start, i - start);
+        for (; i < n && sql[i] != QLatin1Char('\'') && sql[i] != QLatin1Char('"'); ++i)
+            result.shape += sql[i];
         if (i == n)
             break;
         const QChar quote = sql[i++];
@@ -210,6 +199,21 @@ QString tablesDiffer(const Backend& b, const QString& text, const QString& fast)
         }
     }
     return a.isEmpty() ? QStringLiteral("no rows") : QString();
+}
+
+// Records of table with these ids, each but with turn < 0 filled as its place in store plus turn.
+QList<ObjectModel*> samplesOf(std::deque<Sample>& store, const QString& table, const QList<int>& ids, int turn = -1,
+                              const QStringList& texts = {})
+{
+    QList<ObjectModel*> list;
+    for (int id : ids) {
+        store.emplace_back(table);
+        store.back().id = id;
+        if (turn >= 0)
+            store.back().fill(int(store.size()) - 1, turn, texts);
+        list.append(&store.back());
+    }
+    return list;
 }
 
 } // namespace
@@ -376,40 +380,35 @@ private slots:
         TESSARK_BACKEND(b);
         LogFolder log;
         const QString text = uniqueName(QStringLiteral("bytext")), fast = uniqueName(QStringLiteral("fast"));
-        QVERIFY(b.exec(sampleTable(b, text)));
-        QVERIFY(b.exec(sampleTable(b, fast)));
-        DropTable dropText{b, text}, dropFast{b, fast};
+        QVERIFY(b.exec(sampleTable(b, text)) && b.exec(sampleTable(b, fast)));
+        DropTables drop{b, {text, fast}};
         HostileValues hostile(runSeed());
         QStringList texts = {QString(), QStringLiteral(""), QString(8000, QLatin1Char('\''))};
         for (int i = qMin(valueCount(), 600); i > 0; --i)
             texts.append(hostile.next());
-        const int n = texts.size();
+        const int n = texts.size(), half = n / 2;
+        QList<int> ids;
+        while (ids.size() < n)
+            ids.append(ids.size() + 1);
         std::deque<Sample> samples;
-        QList<ObjectModel*> records;
-        for (int i = 0; i < n; ++i) {
-            samples.emplace_back(fast);
-            samples.back().id = i + 1;
-            samples.back().fill(i, 0, texts);
-            records.append(&samples.back());
-        }
+        const QList<ObjectModel*> records = samplesOf(samples, fast, ids, 0, texts);
         auto plain = b.help(QStringLiteral("plain"));
         withQuery(b, uniqueName(QStringLiteral("fast")), [&](auto& q) {
             const QStringList columns = q.GetColumnNames(fast);
             // The statements for the text table: the same but for its name.
-            auto asText = [&](auto build) {
+            auto asText = [&](const QList<ObjectModel*>& list, auto build) {
                 QStringList sqls;
-                for (Sample& s : samples)
-                    sqls.append(build(s));
+                for (ObjectModel* r : list)
+                    sqls.append(build(r));
                 return sqls;
             };
-            const auto inserts = asText([&](Sample& s) { return q.GetInsertSql(text, columns, &s, "id", false, {}); });
-            const int half = n / 2;
-            QVERIFY(plain->ExecutionList(inserts, false));
+            auto insert = [&](ObjectModel* r) { return q.GetInsertSql(text, columns, r, "id", false, {}); };
+            QVERIFY(plain->ExecutionList(asText(records, insert), false));
             QVERIFY(q.InsertList(records.mid(0, n - 40), false, false));
             for (int i = n - 40; i < n; ++i)
                 QVERIFY(insertRecord(q, records.at(i), false));
-            QString differ = tablesDiffer(b, text, fast);
-            QVERIFY2(differ.isEmpty(), qPrintable("insert: " + differ + seedNote()));
+            QString differ;
+            QVERIFY2((differ = tablesDiffer(b, text, fast)).isEmpty(), qPrintable("insert: " + differ + seedNote()));
             auto labels = [&](const QStringList& without = {}) {
                 QStringList kept;
                 for (const Sample& s : samples)
@@ -417,8 +416,7 @@ private slots:
                         kept.append(s.label);
                 return kept;
             };
-            differ = labelsDiffer(b, text, labels());
-            QVERIFY2(differ.isEmpty(), qPrintable("stored: " + differ + seedNote()));
+            QVERIFY2((differ = labelsDiffer(b, text, labels())).isEmpty(), qPrintable("stored: " + differ + seedNote()));
 
             // Without generated keys, InsertList on SQLite and MySQL writes 0 back
             // into every key (its id list holds 0 past the id queries): key them again.
@@ -426,15 +424,13 @@ private slots:
                 samples[size_t(i)].id = i + 1;
                 samples[size_t(i)].fill(i, 3, texts);
             }
-            const QStringList sqls = asText([&](Sample& s) { return q.GetUpdateSql(text, columns, &s, "id"); });
-            QVERIFY(plain->ExecutionList(sqls, false));
+            auto update = [&](ObjectModel* r) { return q.GetUpdateSql(text, columns, r, "id"); };
+            QVERIFY(plain->ExecutionList(asText(records, update), false));
             for (int i = 0; i < half; ++i)
                 QVERIFY(q.Update(records.at(i)));
             QVERIFY(q.UpdateList(records.mid(half), false));
-            differ = tablesDiffer(b, text, fast);
-            QVERIFY2(differ.isEmpty(), qPrintable("update: " + differ + seedNote()));
-            differ = labelsDiffer(b, text, labels());
-            QVERIFY2(differ.isEmpty(), qPrintable("updated: " + differ + seedNote()));
+            QVERIFY2((differ = tablesDiffer(b, text, fast)).isEmpty(), qPrintable("update: " + differ + seedNote()));
+            QVERIFY2((differ = labelsDiffer(b, text, labels())).isEmpty(), qPrintable("updated: " + differ + seedNote()));
 
             // The value is the key: every row holding it goes, and no other.
             QStringList gone, deletes;
@@ -447,25 +443,16 @@ private slots:
             }
             QVERIFY(plain->ExecutionList(deletes, false));
             QVERIFY(q.DeleteList("label", QList<QVariant>(gone.cbegin(), gone.cend()), fast, false));
-            differ = tablesDiffer(b, text, fast);
-            QVERIFY2(differ.isEmpty(), qPrintable("delete: " + differ + seedNote()));
-            differ = labelsDiffer(b, fast, labels(gone));
-            QVERIFY2(differ.isEmpty(), qPrintable("delete: " + differ + seedNote()));
+            QVERIFY2((differ = tablesDiffer(b, text, fast)).isEmpty(), qPrintable("delete: " + differ + seedNote()));
+            QVERIFY2((differ = labelsDiffer(b, fast, labels(gone))).isEmpty(), qPrintable("delete: " + differ + seedNote()));
             QCOMPARE(log.messages(), QStringList());
 
-            // Ids 1 and n + 2 exist already: the 2nd and 4th records fail.
+            // Ids 1 and n + 2 (stored first) exist already: the 2nd and 4th records fail.
             for (bool continueOnError : {false, true}) {
                 std::deque<Sample> more;
-                QList<ObjectModel*> list;
-                for (int id : {n + 1, 1, n + 3, n + 2, n + 4}) {
-                    more.emplace_back(fast);
-                    more.back().id = id + (continueOnError ? 10 : 0) * (id > n);
-                    more.back().fill(id, 5, texts);
-                    list.append(&more.back());
-                }
-                QStringList sqls;
-                for (ObjectModel* r : list)
-                    sqls.append(q.GetInsertSql(text, columns, r, "id", false, {}));
+                const int s = continueOnError ? 10 : 0;
+                const auto list = samplesOf(more, fast, {n + 1 + s, 1, n + 3 + s, n + 2 + s, n + 4 + s}, 5, texts);
+                const QStringList sqls = asText(list, insert);
                 QVERIFY(plain->Execution(sqls.at(3)) && b.exec(QString(sqls.at(3)).replace(text, fast)));
                 const int before = log.messages().size();
                 const bool byText = plain->ExecutionList(sqls, continueOnError);
@@ -475,8 +462,8 @@ private slots:
                 QCOMPARE(byFast, byText);
                 QVERIFY(!textLog.isEmpty());
                 QCOMPARE(fastLog, textLog.replaceInStrings(text, fast));
-                differ = tablesDiffer(b, text, fast);
-                QVERIFY2(differ.isEmpty(), qPrintable(QStringLiteral("continueOnError %1: ").arg(continueOnError) + differ));
+                QVERIFY2((differ = tablesDiffer(b, text, fast)).isEmpty(),
+                         qPrintable(QStringLiteral("continueOnError %1: ").arg(continueOnError) + differ));
             }
         });
     }
@@ -495,16 +482,12 @@ private slots:
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("myisam"));
         QVERIFY(b.exec(sampleTable(b, table) + QStringLiteral(" engine=MyISAM")));
-        DropTable drop{b, table};
+        DropTables drop{b, {table}};
         QVERIFY(b.exec(QStringLiteral("insert into %1 (id) values (4)").arg(table)));
         for (bool continueOnError : {false, true}) {
             std::deque<Sample> samples;
-            QList<ObjectModel*> list;
-            for (int id : {1, 2, 3, 4, 5}) {
-                samples.emplace_back(table);
-                samples.back().id = id + (continueOnError && id != 4 ? 10 : 0);
-                list.append(&samples.back());
-            }
+            const int s = continueOnError ? 10 : 0;
+            const auto list = samplesOf(samples, table, {1 + s, 2 + s, 3 + s, 4, 5 + s});
             const int before = log.messages().size();
             withQuery(b, QStringLiteral("myisam"), [&](auto& q) { QCOMPARE(q.InsertList(list, false, continueOnError), continueOnError); });
             QCOMPARE(log.messages().size(), before + 1);
