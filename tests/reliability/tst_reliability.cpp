@@ -358,11 +358,8 @@ private slots:
                     : hostile.names != substitute(plain.at(k).names, v, previous) ? "a name reads differently"
                                                                                   : nullptr;
                 if (fault)
-                    QFAIL(qPrintable(QStringLiteral("%1 with value #%2 %3: %4: %5")
-                                         .arg(builders.at(k).first)
-                                         .arg(i)
-                                         .arg(v.left(200), QLatin1String(fault), sql.left(400))
-                                     + seedNote()));
+                    QFAIL(qPrintable(QStringLiteral("%1 with value #%2 %3: %4: %5").arg(builders.at(k).first).arg(i)
+                                         .arg(v.left(200), QLatin1String(fault), sql.left(400)) + seedNote()));
             }
             previous = v;
         }
@@ -584,19 +581,16 @@ private slots:
         ExtendHandle h;
         h.InitInfo(connInfo(b, uniqueName(QStringLiteral("victim"))));
         const QString victim = h.QueryFirst(pg ? QStringLiteral("select pg_backend_pid() as id")
-                                               : QStringLiteral("select connection_id() as id"))
-                                   .value(QStringLiteral("id"))
-                                   .toString();
+                                               : QStringLiteral("select connection_id() as id")).value("id").toString();
         QVERIFY(!victim.isEmpty());
         QString error;
-        QThread* thread = QThread::create([&] { error = endSession(b, victim, restart); });
+        std::unique_ptr<QThread> thread(QThread::create([&] { error = endSession(b, victim, restart); }));
         thread->start();
 
         const QString insert = QStringLiteral("insert into %1 (code, label) values ('%2', 'x')");
         const QString sleep = pg ? QStringLiteral("select pg_sleep(20)") : QStringLiteral("select sleep(20)");
         const bool result = h.DeleteList({insert.arg(table, "a"), insert.arg(table, "b"), sleep, insert.arg(table, "c")}, false);
         thread->wait(); // endSession gives up by itself
-        delete thread;
         QVERIFY2(error.isEmpty(), qPrintable(error));
 
         QVERIFY2(!result, "the interrupted batch reported success");
@@ -618,29 +612,20 @@ private slots:
     {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<bool>("record");
-        QTest::addColumn<QString>("reason");
-        for (const char* fault : {"locked", "full", "read-only"}) {
-            const QString reason = fault == QByteArray("read-only") ? QStringLiteral("readonly") : QString::fromLatin1(fault);
-            QTest::newRow(qPrintable(QStringLiteral("%1, statement").arg(fault))) << fault << false << reason;
-            QTest::newRow(qPrintable(QStringLiteral("%1, record").arg(fault))) << fault << true << reason;
-        }
+        for (const char* fault : {"locked", "full", "read-only"})
+            for (bool record : {false, true})
+                QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(fault, record ? "record" : "statement"))) << fault << record;
     }
     void sqliteFileFaults()
     {
         QFETCH(QString, fault);
         QFETCH(bool, record);
-        QFETCH(QString, reason);
+        const QString reason = fault == QLatin1String("read-only") ? QStringLiteral("readonly") : fault;
         LogFolder log;
         Backend b;
         QVERIFY(setUpBackend(Kind::SQLite, b));
         const QString table = QStringLiteral("items");
-        {
-            SQLiteQuery setup;
-            b.init(setup, uniqueName(QStringLiteral("setup")));
-            QVERIFY(setup.ExecuteSQL(itemTable(b, table)));
-            QVERIFY(setup.Insert(table, {{"code", "kept"}, {"label", "kept"}}, "id", true));
-            setup.Close();
-        }
+        QVERIFY(b.exec(itemTable(b, table)) && b.exec("insert into items (code, label) values ('kept', 'kept')"));
         if (fault == QLatin1String("read-only")) {
             // By mode and, as root ignores modes, by a newer write format in the header.
             QFile file(b.file);
