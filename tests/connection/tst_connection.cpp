@@ -1,16 +1,8 @@
 // The connection layer against real SQLite files and the throwaway servers.
-#include <QDir>
-#include <QSignalSpy>
-#include <QSqlDatabase>
 #include <QSqlError>
-#include <QThread>
-#include <QtTest>
-
-#include <utility>
 
 #include "../common/backends.h"
 #include "core/rules.h"
-#include "core/threadconnections.h"
 #include "core/tracing.h"
 #include "oracle/oraclehelp.h"
 
@@ -65,40 +57,37 @@ private slots:
     {
         QTest::addColumn<QString>("actual");
         QTest::addColumn<QString>("expected");
-        auto row = [](const char* tag, const Tessark::ConnectionCore& h, const QString& sign, const char* expected) {
-            QTest::newRow(tag) << h.connectionName() + " " + sign << QString::fromUtf8(expected);
+        auto row = [](const char* tag, const Tessark::ConnectionCore& h, const char* expected, const QString& sign = {}) {
+            QTest::newRow(tag) << h.connectionName() + " " + (sign.isNull() ? h.GetSign() : sign) << QString::fromUtf8(expected);
         };
         SQLiteHelp fresh, untagged, tagged, elsewhere, again;
-        row("sqlite before InitInfo", fresh, fresh.GetSign(), "defaultSQLite ");
+        row("sqlite before InitInfo", fresh, "defaultSQLite ");
         untagged.InitInfo("C:/data/a.db", "");
-        row("sqlite untagged", untagged, untagged.GetSign(), "default|a.db a.db");
+        row("sqlite untagged", untagged, "default|a.db a.db");
         tagged.InitInfo("/tmp/x/a.db", "t1");
-        row("sqlite tagged", tagged, tagged.GetSign(), "t1|a.db a.db");
+        row("sqlite tagged", tagged, "t1|a.db a.db");
         // Another file of that name under that tag: the name plus a digest of its path.
         elsewhere.InitInfo("/tmp/y/a.db", "t1");
-        row("sqlite same file name elsewhere", elsewhere, elsewhere.GetSign(), "t1|a.db#b5e9d086a4e0 a.db");
+        row("sqlite same file name elsewhere", elsewhere, "t1|a.db#b5e9d086a4e0 a.db");
         again.InitInfo("/tmp/x/../x/a.db", "t1");
-        row("sqlite first file keeps its name", again, again.GetSign(), "t1|a.db a.db");
+        row("sqlite first file keeps its name", again, "t1|a.db a.db");
         // The password's place holds the first 16 hex digits of its SHA-256.
         PostgreSQLHelp pg, pgOther, pgNone;
-        row("postgresql before InitInfo", pg, pg.GetSign(), "defaultPostgreSQL ");
+        row("postgresql before InitInfo", pg, "defaultPostgreSQL ");
         pg.InitInfo("h", 5432, "u", "p", "d", "");
-        row("postgresql untagged", pg, pg.GetSign(), "default|h|5432|u|148de9c5a7a44d19|d h|5432|u|148de9c5a7a44d19|d");
+        row("postgresql untagged", pg, "default|h|5432|u|148de9c5a7a44d19|d h|5432|u|148de9c5a7a44d19|d");
         pgOther.InitInfo("h", 5432, "u", "q", "d", "");
-        row("postgresql other password", pgOther, pgOther.GetSign(),
-            "default|h|5432|u|8e35c2cd3bf6641b|d h|5432|u|8e35c2cd3bf6641b|d");
+        row("postgresql other password", pgOther, "default|h|5432|u|8e35c2cd3bf6641b|d h|5432|u|8e35c2cd3bf6641b|d");
         pgNone.InitInfo("h", 5432, "u", "", "d", "");
-        row("postgresql no password", pgNone, pgNone.GetSign(), "default|h|5432|u||d h|5432|u||d");
+        row("postgresql no password", pgNone, "default|h|5432|u||d h|5432|u||d");
         MySqlHelp my;
-        row("mysql before InitInfo", my, my.GetSign(), "defaultMySql ");
+        row("mysql before InitInfo", my, "defaultMySql ");
         my.InitInfo("h", 3306, "u", "p", "d", "tag");
-        row("mysql tagged", my, my.GetSign() + " " + my.GetDatabaseName(),
-            "tag|h|3306|u|148de9c5a7a44d19|d h|3306|u|148de9c5a7a44d19|d d");
+        row("mysql tagged", my, "tag|h|3306|u|148de9c5a7a44d19|d h|3306|u|148de9c5a7a44d19|d d", my.GetSign() + " " + my.GetDatabaseName());
         OracleHelp ora;
-        row("oracle before InitInfo", ora, ora.GetSign(), "defaultOracle ");
+        row("oracle before InitInfo", ora, "defaultOracle ");
         ora.InitInfo("dbhost", 1521, "u", "p", "ORCL", "");
-        row("oracle database name", ora, ora.connectDatabaseName(),
-            "default|dbhost|1521|u|148de9c5a7a44d19|ORCL dbhost:1521/ORCL");
+        row("oracle database name", ora, "default|dbhost|1521|u|148de9c5a7a44d19|ORCL dbhost:1521/ORCL", ora.connectDatabaseName());
     }
     void namesAndSigns()
     {
@@ -154,8 +143,7 @@ private slots:
         QVERIFY(h->Insert(QStringLiteral("insert into %1 (username, score) values ('bob', 2.5)").arg(table)));
         QVERIFY(h->Update(QStringLiteral("update %1 set score = 3 where username = 'bob'").arg(table)));
 
-        const RowList rows = h->Query(QStringLiteral("select username, score, score as username from %1 order by id")
-                                          .arg(table));
+        const RowList rows = h->Query(QStringLiteral("select username, score, score as username from %1 order by id").arg(table));
         QCOMPARE(rows.size(), 2);
         QCOMPARE(rows.at(0).value("username").toString(), QStringLiteral("ann"));
         QCOMPARE(rows.at(1).value("score").toDouble(), 3.0);
@@ -218,8 +206,7 @@ private slots:
             return;
 
         // The id batch appends per executed statement the new id, 0 for a failure and 0 past the pairs.
-        const QString idQuery = b.kind == Kind::SQLite ? QStringLiteral("SELECT LAST_INSERT_ROWID() as id")
-                                                       : QStringLiteral("SELECT LAST_INSERT_ID() as id");
+        const QString idQuery = QStringLiteral("SELECT %1() as id").arg(b.kind == Kind::SQLite ? "LAST_INSERT_ROWID" : "LAST_INSERT_ID");
         const QList<FieldPair> pairs{{"id", idQuery}, {"id", idQuery}, {"id", idQuery}};
         auto run = [&](QList<QVariant>& out, const QStringList& sqls, bool cont) {
             if (b.kind == Kind::SQLite)
@@ -241,17 +228,12 @@ private slots:
     void batchWithoutTransactionFails()
     {
         LogFolder log;
-        QTemporaryDir dir;
-        const QString file = dir.filePath("busy.db");
-        QFile(file).open(QIODevice::WriteOnly);
+        Backend b;
+        QVERIFY(setUpBackend(Kind::SQLite, b));
         SQLiteHelp h;
-        h.InitInfo(file, uniqueName("busy"));
-        QVERIFY(h.InitConnect());
-        {
-            // A transaction already open on the same connection makes BEGIN fail.
-            QSqlDatabase db = QSqlDatabase::database(h.connectionName(), false);
-            QVERIFY(db.transaction());
-        }
+        b.init(h, uniqueName("busy"));
+        // A transaction already open on the same connection makes BEGIN fail.
+        QVERIFY(h.InitConnect() && QSqlDatabase::database(h.connectionName(), false).transaction());
         QList<QVariant> ids{QVariant(5)};
         QVERIFY(!h.InsertList({"create table a(x)"}, {FieldPair("x", "select 1 as x")}, ids, true));
         QVERIFY(!h.ExecutionList({"create table b(x)"}, false) && !h.Execution("create table c(x)"));
@@ -276,9 +258,8 @@ private slots:
         LogFolder log;
         const QString table = uniqueName("deferred");
         auto h = b.help(uniqueName("t"));
-        QVERIFY(h->Execution(QStringLiteral("create table %1 (id int primary key, parent int references %1(id) "
-                                            "deferrable initially deferred)")
-                                 .arg(table)));
+        QVERIFY(h->Execution(
+            QStringLiteral("create table %1 (id int primary key, parent int references %1(id) deferrable initially deferred)").arg(table)));
         DropTables drop{b, {table}};
         QVERIFY(!h->Execution(QStringLiteral("insert into %1 values (1, 99)").arg(table)));
         QVERIFY(!h->ExecutionList({QStringLiteral("insert into %1 values (2, 98)").arg(table)}, false));
@@ -304,23 +285,19 @@ private slots:
         LogFolder log;
         QTemporaryDir dir;
         const QString path = dir.filePath("none/missing.db");
+        Backend b;
+        b.kind = type == 2 ? Kind::SQLite : type == 0 ? Kind::PostgreSQL : Kind::MySQL;
+        b.file = path;
+        b.server = {Server::PostgreSQL, "127.0.0.1", 1, "nobody", "", "nothing"};
         std::unique_ptr<Tessark::ConnectionCore> h;
-        if (type == 2) {
-            auto sqlite = std::make_unique<SQLiteHelp>();
-            sqlite->InitInfo(path, "x");
-            h = std::move(sqlite);
+        if (type == 1) {
+            expectMessage(QtWarningMsg, "QOCI driver not loaded");
+            expectMessage(QtWarningMsg, "available drivers");
+            auto oracle = std::make_unique<OracleHelp>();
+            b.init(*oracle, uniqueName("unreachable"));
+            h = std::move(oracle);
         } else {
-            std::unique_ptr<Tessark::ServerConnection> server;
-            if (type == 1) {
-                server = std::make_unique<OracleHelp>();
-                expectMessage(QtWarningMsg, "QOCI driver not loaded");
-                expectMessage(QtWarningMsg, "available drivers");
-            } else {
-                server = type == 0 ? std::unique_ptr<Tessark::ServerConnection>(std::make_unique<PostgreSQLHelp>())
-                                   : std::make_unique<MySqlHelp>();
-            }
-            server->InitInfo("127.0.0.1", 1, "nobody", "", "nothing", uniqueName("unreachable"));
-            h = std::move(server);
+            h = b.help(uniqueName("unreachable"));
         }
         QSignalSpy opened(h.get(), &Tessark::ConnectionCore::OpenEvent);
         QVERIFY(!h->InitConnect() && !h->Execution("select 1") && !h->ExecutionList({"select 1"}, true));
@@ -464,8 +441,7 @@ private slots:
         QCOMPARE(h->QueryFirst(QStringLiteral("select * from %1 where id < 0").arg(table)).size(), 0);
         QCOMPARE(count(*h, table), 2);
         QVERIFY(!h->Execution(QStringLiteral("select * from %1").arg(uniqueName("missing"))));
-        const QStringList outcomes = {"1 row affected", "2 rows returned", "0 rows returned", "1 row returned",
-                                      "failed"};
+        const QStringList outcomes = {"1 row affected", "2 rows returned", "0 rows returned", "1 row returned", "failed"};
         const QStringList lines = TraceCapture::take();
         QCOMPARE(lines.size(), 2 * outcomes.size());
         for (int i = 0; i < outcomes.size(); ++i) {
