@@ -384,31 +384,18 @@ private slots:
     // and stays until Close.
     void destructorAndClose()
     {
-        QTemporaryDir dir;
-        const QString file = dir.filePath("life.db");
-        QFile(file).open(QIODevice::WriteOnly);
-        const QString tag = uniqueName("tag");
-        {
-            SQLiteHelp tagged;
-            tagged.InitInfo(file, tag);
-            QVERIFY(tagged.InitConnect());
-            QVERIFY(QSqlDatabase::contains(tag + "|life.db"));
-        }
-        QVERIFY(!QSqlDatabase::contains(tag + "|life.db"));
-
-        const QString untaggedName = QStringLiteral("default|life.db");
-        {
-            SQLiteHelp untagged;
-            untagged.InitInfo(file, QString());
-            QVERIFY(untagged.InitConnect());
-        }
-        QVERIFY(QSqlDatabase::contains(untaggedName)); // shared, outlives its objects
-        SQLiteHelp closer;
-        closer.InitInfo(file, QString());
-        closer.Close();
-        QVERIFY(!QSqlDatabase::contains(untaggedName));
-        QVERIFY(closer.QueryRow("select 1") == 1); // reconnects on the next call
-        closer.Close();
+        Backend b;
+        QVERIFY(setUpBackend(Kind::SQLite, b));
+        const QString name = QFileInfo(b.file).fileName(), tag = uniqueName("tag");
+        QVERIFY(b.help(tag)->InitConnect() && QSqlDatabase::contains(tag + "|" + name));
+        QVERIFY(!QSqlDatabase::contains(tag + "|" + name));
+        QVERIFY(b.help()->InitConnect());
+        QVERIFY(QSqlDatabase::contains("default|" + name)); // shared, outlives its objects
+        const auto closer = b.help();
+        closer->Close();
+        QVERIFY(!QSqlDatabase::contains("default|" + name));
+        QVERIFY(closer->QueryRow("select 1") == 1); // reconnects on the next call
+        closer->Close();
     }
 
     // Both categories are silent until enabled; then one debug line per
