@@ -499,8 +499,7 @@ private slots:
     {
         TESSARK_BACKEND(b);
         LogFolder log;
-        const QString table = uniqueName(QStringLiteral("named"));
-        const QString injected = uniqueName(QStringLiteral("injected"));
+        const QString table = uniqueName(QStringLiteral("named")), injected = uniqueName(QStringLiteral("injected"));
         QVERIFY(b.exec(itemTable(b, table)));
         DropTable drop{b, table};
         const QString create = QStringLiteral("create table %1 (a int)").arg(injected);
