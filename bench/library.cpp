@@ -60,6 +60,9 @@ public:
             }
             return true;
         case Scenario::Build:
+            // Without a server nothing was opened: statement building needs no connection.
+            if (!m_backend)
+                m_backend = Tessark::makeBackend(w.target.info());
             for (int i = 0; i < w.count; ++i) {
                 BenchPerson* p = w.people[size_t(i)].get();
                 w.built.append(m_backend->dialect().GetInsertSql(p->table(), w.columns, p, QStringLiteral("id"), true,
