@@ -11,7 +11,10 @@
 
 #include <QFileInfo>
 
+#include <memory>
+
 #include "core/dialect.h"
+#include "core/liststatements_p.h"
 #include "core/rules.h"
 #include "core/statementcache_p.h"
 #include "core/threadconnections.h"
@@ -414,6 +417,11 @@ BoundStatement multiRow(const QVector<BoundStatement>& rows, int first, int coun
 
 } // namespace
 
+ListStatements* ConnectionCore::listStatements(QSqlDatabase& db) const
+{
+    return m_rules.writes.listStatements ? m_rules.writes.listStatements(db) : nullptr;
+}
+
 bool ConnectionCore::binds() const
 {
     return m_rules.writes.binding != Binding::None;
@@ -424,9 +432,10 @@ bool ConnectionCore::joinsRows() const
     return m_rules.writes.multiRowInsert;
 }
 
-// Runs bound on db, prepared once per connection and thread. Logs nothing: a
-// failure is the caller's to undo and run as text.
-bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first)
+// Runs bound on db: through own where a list call has it, else prepared once
+// per connection and thread. Logs nothing: a failure is the caller's to undo
+// and run as text.
+bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first, ListStatements* own)
 {
     if (m_rules.writes.leadingBomLost) {
         for (const QVariant& value : bound.values) {
@@ -435,6 +444,8 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
                 return false;
         }
     }
+    if (own)
+        return own->run(bound);
     const Dialect dialect(m_rules.dialect);
     if (m_rules.writes.binding == Binding::None) {
         // The text itself: each value as the literal the dialect writes.
@@ -541,8 +552,9 @@ bool ConnectionCore::executeBoundList(const QVector<BoundStatement>& list, const
         return false;
     if (!begin(db, false))
         return false;
+    const std::unique_ptr<ListStatements> own(listStatements(db));
     for (const BoundStatement& bound : list) {
-        if (!runBound(db, bound, nullptr)) {
+        if (!runBound(db, bound, nullptr, own.get())) {
             rollback(db);
             return batchIn(db, texts(), nullptr, nullptr, continueOnError);
         }
@@ -583,6 +595,7 @@ bool ConnectionCore::insertRows(const QVector<BoundStatement>& rows, const std::
     const int maxBytes = writes.multiRowInsert ? chunkBytes(db) : 0;
     if (!begin(db, ids != nullptr))
         return false;
+    const std::unique_ptr<ListStatements> own(listStatements(db));
     for (int first = 0; first < rows.size();) {
         // Consecutive rows of one shape within the bounds; a power of two of
         // them, so that a list's chunks share a few prepared statements.
@@ -606,7 +619,7 @@ bool ConnectionCore::insertRows(const QVector<BoundStatement>& rows, const std::
             while (fit & (fit - 1))
                 fit &= fit - 1;
         }
-        if (!runBound(db, fit == 1 ? rows.at(first) : multiRow(rows, first, fit), nullptr)) {
+        if (!runBound(db, fit == 1 ? rows.at(first) : multiRow(rows, first, fit), nullptr, own.get())) {
             rollback(db);
             const QList<FieldPair> noKeys;
             return batchIn(db, texts(), ids ? &noKeys : nullptr, ids, continueOnError);

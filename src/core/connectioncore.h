@@ -23,6 +23,7 @@ namespace Tessark {
 
 struct BackendRules;
 struct BoundStatement;
+class ListStatements;
 struct ConnectionRules;
 
 /// One named connection and the execute / batch / query algorithms, written
@@ -143,7 +144,8 @@ private:
     bool executeIn(QSqlDatabase& db, const QString& sql);
     bool batchIn(QSqlDatabase& db, const QStringList& sqls, const QList<FieldPair>* idQueries,
                  QList<QVariant>* ids, bool continueOnError);
-    bool runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first);
+    bool runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first, ListStatements* own = nullptr);
+    ListStatements* listStatements(QSqlDatabase& db) const;
     int chunkBytes(QSqlDatabase& db);
     bool open(QSqlDatabase& db);
     void report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const;

@@ -324,6 +324,8 @@ bool Dialect::bindInsert(const QString& tableName, const QStringList& columns, O
                          BoundStatement& bound) const
 {
     bound = BoundStatement();
+    bound.marks.reserve(columns.size() + 1); // every column and a key at most
+    bound.values.reserve(columns.size() + 1);
     Placeholders out{bound.shape, bound};
     writeInsert(out, tableName, columns, obj, key, generatedKey, excluded);
     return out.bindable;
@@ -430,6 +432,8 @@ bool Dialect::bindUpdate(const QString& tableName, const QStringList& columns, O
                          const QString& key, BoundStatement& bound) const
 {
     bound = BoundStatement();
+    bound.marks.reserve(columns.size() + 1); // every column and a key at most
+    bound.values.reserve(columns.size() + 1);
     Placeholders out{bound.shape, bound};
     writeUpdate(out, tableName, columns, obj, key);
     return out.bindable;

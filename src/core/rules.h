@@ -6,6 +6,7 @@
 #include "brelvan_global.h"
 #include "Model/types.h"
 
+class QSqlDatabase;
 class QSqlError;
 
 // One table per database of everything that tells it from the others. Each
@@ -14,6 +15,7 @@ class QSqlError;
 namespace Tessark {
 
 class ConnectionCore;
+class ListStatements;
 class Dialect;
 struct ModelTraits;
 
@@ -114,6 +116,9 @@ struct WriteRules
     // Reads the server's largest packet, one value; a chunk stays under a quarter
     // of it. null: maxBytes only.
     const char* packetLimitSql;
+    // A list call's statements through the database's own client; null, or a
+    // null result: through the driver as binding says.
+    ListStatements* (*listStatements)(QSqlDatabase& db);
 };
 
 struct BackendRules

@@ -99,6 +99,7 @@ const BackendRules mysqlRules = {
         /* maxParameters: the protocol's 65535, halved */ 32767,
         /* maxBytes */ 16 << 20,
         /* packetLimitSql */ "SELECT @@max_allowed_packet",
+        /* listStatements */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat: none, callers rely on that */ nullptr,

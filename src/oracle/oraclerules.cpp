@@ -91,6 +91,7 @@ const BackendRules oracleRules = {
         /* maxParameters */ 0,
         /* maxBytes */ 0,
         /* packetLimitSql */ nullptr,
+        /* listStatements */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

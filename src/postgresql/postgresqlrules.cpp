@@ -132,6 +132,7 @@ const BackendRules postgresqlRules = {
         /* maxParameters */ 32767,
         /* maxBytes */ 16 << 20,
         /* packetLimitSql */ nullptr,
+        /* listStatements */ nullptr,
     },
     &postgresqlModelTraits,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

@@ -5,6 +5,7 @@
 #include "core/rules.h"
 #include "schema/modelgenerator.h"
 #include "sqlite/sqlitehelp.h"
+#include "sqlite/sqlitestatements_p.h"
 
 namespace Tessark {
 
@@ -99,6 +100,7 @@ const BackendRules sqliteRules = {
         /* maxParameters */ 999,
         /* maxBytes: far below SQLITE_MAX_LENGTH */ 8 << 20,
         /* packetLimitSql */ nullptr,
+        /* listStatements */ newSqliteStatements,
     },
     &sqliteModelTraits,
     /* dateTimeFormat: SQLite stores ISO text */ "yyyy-MM-ddTHH:mm:ss",
