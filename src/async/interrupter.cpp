@@ -1,13 +1,13 @@
 #include "async/interrupter_p.h"
 
 #include <QAtomicInteger>
-#include <QLibrary>
 #include <QSqlDatabase>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
 
+#include "core/clientlibrary_p.h"
 #include "core/connectioncore.h"
 #include "core/rules.h"
 #include "core/threadconnections.h"
@@ -17,43 +17,16 @@ namespace Tessark {
 namespace Async {
 namespace {
 
-// The client functions, resolved once; null where the library is not there.
-struct Client
+using SqliteInterrupt = void (*)(void*);
+using PqGetCancel = void* (*)(void*);
+using PqCancel = int (*)(void*, char*, int);
+using PqFreeCancel = void (*)(void*);
+using MysqlThreadId = unsigned long (*)(void*);
+
+template <class F>
+F find(const QSqlDatabase& db, const char* name)
 {
-    using SqliteInterrupt = void (*)(void*);
-    using PqGetCancel = void* (*)(void*);
-    using PqCancel = int (*)(void*, char*, int);
-    using PqFreeCancel = void (*)(void*);
-    using MysqlThreadId = unsigned long (*)(void*);
-
-    SqliteInterrupt sqliteInterrupt = nullptr;
-    PqGetCancel pqGetCancel = nullptr;
-    PqCancel pqCancel = nullptr;
-    PqFreeCancel pqFreeCancel = nullptr;
-    MysqlThreadId mysqlThreadId = nullptr;
-
-    Client()
-    {
-        QLibrary sqlite(QStringLiteral("sqlite3"), 0);
-        sqliteInterrupt = reinterpret_cast<SqliteInterrupt>(sqlite.resolve("sqlite3_interrupt"));
-        QLibrary pq(QStringLiteral("pq"), 5);
-        pqGetCancel = reinterpret_cast<PqGetCancel>(pq.resolve("PQgetCancel"));
-        pqCancel = reinterpret_cast<PqCancel>(pq.resolve("PQcancel"));
-        pqFreeCancel = reinterpret_cast<PqFreeCancel>(pq.resolve("PQfreeCancel"));
-        QLibrary mariadb(QStringLiteral("mariadb"), 3);
-        mysqlThreadId = reinterpret_cast<MysqlThreadId>(mariadb.resolve("mysql_thread_id"));
-        if (!mysqlThreadId) {
-            QLibrary mysql(QStringLiteral("mysqlclient"), 21);
-            mysqlThreadId = reinterpret_cast<MysqlThreadId>(mysql.resolve("mysql_thread_id"));
-        }
-        // The libraries stay loaded: the plugins hold them, and so do we.
-    }
-};
-
-const Client& client()
-{
-    static const Client resolved;
-    return resolved;
+    return reinterpret_cast<F>(ClientLibrary::function(db.driver(), name));
 }
 
 void cannot(const char* what)
@@ -73,29 +46,29 @@ Interrupter Interrupter::capture(const ConnectionCore& connection)
     const QSqlDatabase db = QSqlDatabase::database(name, false);
     if (!db.isOpen() || !db.driver())
         return result;
-    const QVariant handle = db.driver()->handle();
-    if (!handle.isValid() || !handle.constData())
-        return result;
-    void* pointer = *static_cast<void* const*>(handle.constData());
+    void* pointer = ClientLibrary::handle(db.driver());
     if (!pointer)
         return result;
     // By the database's kind, not the handle's type name: Qt 6 names the
     // struct behind the typedef ("pg_conn*", "st_mysql*").
     const Tessark::Kind kind = connection.rules().kind;
-    const Client& c = client();
     if (kind == Tessark::Kind::SQLite) {
         result.m_kind = SQLite;
         result.m_sqlite = pointer;
+        result.m_sqliteInterrupt = find<SqliteInterrupt>(db, "sqlite3_interrupt");
     } else if (kind == Tessark::Kind::PostgreSQL) {
         result.m_kind = PostgreSQL;
-        if (c.pqGetCancel && c.pqCancel && c.pqFreeCancel) {
-            if (void* cancel = c.pqGetCancel(pointer))
-                result.m_pgCancel = std::shared_ptr<void>(cancel, c.pqFreeCancel);
+        const auto getCancel = find<PqGetCancel>(db, "PQgetCancel");
+        const auto freeCancel = find<PqFreeCancel>(db, "PQfreeCancel");
+        result.m_pqCancel = find<PqCancel>(db, "PQcancel");
+        if (getCancel && freeCancel && result.m_pqCancel) {
+            if (void* cancel = getCancel(pointer))
+                result.m_pgCancel = std::shared_ptr<void>(cancel, freeCancel);
         }
     } else if (kind == Tessark::Kind::MySQL) {
         result.m_kind = MySQL;
-        if (c.mysqlThreadId)
-            result.m_mysqlThread = c.mysqlThreadId(pointer);
+        if (const auto threadId = find<MysqlThreadId>(db, "mysql_thread_id"))
+            result.m_mysqlThread = threadId(pointer);
         const ConnInfoModel& info = connection.description();
         result.m_host = info.Host;
         result.m_port = info.Port;
@@ -112,8 +85,8 @@ void Interrupter::interrupt() const
     case None:
         return;
     case SQLite:
-        if (client().sqliteInterrupt)
-            client().sqliteInterrupt(m_sqlite);
+        if (m_sqliteInterrupt)
+            m_sqliteInterrupt(m_sqlite);
         else
             cannot("sqlite3_interrupt");
         return;
@@ -123,7 +96,7 @@ void Interrupter::interrupt() const
             return;
         }
         char error[256] = {};
-        if (!client().pqCancel(m_pgCancel.get(), error, int(sizeof error)))
+        if (!m_pqCancel(m_pgCancel.get(), error, int(sizeof error)))
             TessarkTool::WriteLog(QStringLiteral("cancel: PostgreSQL refused the cancel request: %1\n")
                                       .arg(QString::fromLocal8Bit(error)));
         return;

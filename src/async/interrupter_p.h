@@ -16,8 +16,8 @@ namespace Async {
 // uses; the connection must stay open until the call ends (the worker
 // forgets the interrupter before it runs anything that closes it).
 //
-// The client functions are looked up at run time in the libraries Qt's
-// driver plugins already loaded, so the library links none of them; without
+// The client functions are looked up at run time in the client library the
+// connection's Qt driver runs on, so the library links none of them; without
 // them a cancel is logged and the statement runs to its end.
 class Interrupter
 {
@@ -37,6 +37,8 @@ private:
     enum Kind { None, SQLite, PostgreSQL, MySQL };
     Kind m_kind = None;
     void* m_sqlite = nullptr;          // sqlite3*
+    void (*m_sqliteInterrupt)(void*) = nullptr;
+    int (*m_pqCancel)(void*, char*, int) = nullptr;
     std::shared_ptr<void> m_pgCancel;  // PGcancel*, freed with the last copy
     unsigned long m_mysqlThread = 0;   // the session's connection id
     QString m_host, m_user, m_password, m_database;
