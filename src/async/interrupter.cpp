@@ -26,7 +26,9 @@ using MysqlThreadId = unsigned long (*)(void*);
 template <class F>
 F find(const QSqlDatabase& db, const char* name)
 {
-    return reinterpret_cast<F>(ClientLibrary::function(db.driver(), name));
+    F f = nullptr;
+    ClientLibrary::resolve(f, db.driver(), name);
+    return f;
 }
 
 void cannot(const char* what)

@@ -16,6 +16,14 @@ namespace ClientLibrary {
 // platform cannot tell which library holds the driver.
 void* function(const QSqlDriver* driver, const char* name);
 
+// function() as the type it is called through; false when not found.
+template <class F>
+bool resolve(F& f, const QSqlDriver* driver, const char* name)
+{
+    f = reinterpret_cast<F>(function(driver, name));
+    return f != nullptr;
+}
+
 // The driver's connection handle (sqlite3*, PGconn*, MYSQL*); null when closed.
 void* handle(const QSqlDriver* driver);
 

@@ -432,6 +432,42 @@ bool ConnectionCore::joinsRows() const
     return m_rules.writes.multiRowInsert;
 }
 
+// EXECUTE of bound's statement prepared in db's session (PREPARE name AS ...
+// with $n the first time), its values as the very literals the text holds;
+// empty when the session refuses to prepare it.
+QString ConnectionCore::sessionCall(QSqlDatabase& db, const BoundStatement& bound)
+{
+    QString name = StatementCache::sessionName(db, bound.shape);
+    if (name.isEmpty()) {
+        name = StatementCache::nameFor(db, bound.shape);
+        QString text = QLatin1String("PREPARE ") + name + QLatin1String(" AS ");
+        text.reserve(text.size() + bound.shape.size() + 4 * bound.marks.size());
+        int from = 0;
+        for (int i = 0; i < bound.marks.size(); ++i) {
+            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
+            text += QLatin1Char('$') + QString::number(i + 1);
+            from = bound.marks.at(i) + 1;
+        }
+        text.append(bound.shape.constData() + from, bound.shape.size() - from);
+        QSqlQuery query(db);
+        if (!query.exec(text)) {
+            StatementCache::forget(db, bound.shape);
+            return QString();
+        }
+    }
+    const Dialect dialect(m_rules.dialect);
+    QString call = QLatin1String("EXECUTE ") + name;
+    if (!bound.values.isEmpty()) {
+        call += QLatin1String(" (");
+        for (const QVariant& value : bound.values) {
+            call += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
+            call += QLatin1Char(',');
+        }
+        call[call.size() - 1] = QLatin1Char(')');
+    }
+    return call;
+}
+
 // Runs bound on db: through own where a list call has it, else prepared once
 // per connection and thread. Logs nothing: a failure is the caller's to undo
 // and run as text.
@@ -476,35 +512,11 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
         return ok;
     }
 
+    const QString call = sessionCall(db, bound);
+    if (call.isEmpty())
+        return false;
     QSqlQuery query(db);
     query.setForwardOnly(true);
-    QString name = StatementCache::sessionName(db, bound.shape);
-    if (name.isEmpty()) {
-        name = StatementCache::nameFor(db, bound.shape);
-        QString text = QLatin1String("PREPARE ") + name + QLatin1String(" AS ");
-        text.reserve(text.size() + bound.shape.size() + 4 * bound.marks.size());
-        int from = 0;
-        for (int i = 0; i < bound.marks.size(); ++i) {
-            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
-            text += QLatin1Char('$') + QString::number(i + 1);
-            from = bound.marks.at(i) + 1;
-        }
-        text.append(bound.shape.constData() + from, bound.shape.size() - from);
-        if (!query.exec(text)) {
-            StatementCache::forget(db, bound.shape);
-            return false;
-        }
-    }
-    // The values as the very literals the text holds.
-    QString call = QLatin1String("EXECUTE ") + name;
-    if (!bound.values.isEmpty()) {
-        call += QLatin1String(" (");
-        for (const QVariant& value : bound.values) {
-            call += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
-            call += QLatin1Char(',');
-        }
-        call[call.size() - 1] = QLatin1Char(')');
-    }
     const bool ok = query.exec(call);
     if (ok && first && query.isSelect() && query.next())
         *first = Columns(query.record()).read(query);
@@ -519,6 +531,19 @@ bool ConnectionCore::executeBound(const BoundStatement& bound, const std::functi
     QSqlDatabase db;
     if (!prepare(false, db))
         return false;
+    if (m_rules.writes.transactionInOneTrip) {
+        const QString call = sessionCall(db, bound);
+        switch (call.isEmpty() ? OneTrip::Cannot : m_rules.writes.transactionInOneTrip(db, call)) {
+        case OneTrip::Done:
+            return true;
+        case OneTrip::Failed:
+            // The text tells the failure in the driver's words, as without the shortcut.
+            StatementCache::forget(db, bound.shape);
+            return executeIn(db, text());
+        case OneTrip::Cannot:
+            break;
+        }
+    }
     if (!begin(db, false))
         return false;
     if (!runBound(db, bound, nullptr)) {

@@ -146,6 +146,7 @@ private:
                  QList<QVariant>* ids, bool continueOnError);
     bool runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first, ListStatements* own = nullptr);
     ListStatements* listStatements(QSqlDatabase& db) const;
+    QString sessionCall(QSqlDatabase& db, const BoundStatement& bound);
     int chunkBytes(QSqlDatabase& db);
     bool open(QSqlDatabase& db);
     void report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const;

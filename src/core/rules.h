@@ -101,6 +101,13 @@ enum class Binding {
     SqlPrepare, // PREPARE name AS ... with $n once, then EXECUTE name('v', ...)
 };
 
+// What sending a transaction of one statement in one message came to.
+enum class OneTrip {
+    Done,
+    Failed, // nothing stays: the transaction is over
+    Cannot, // the client is out of reach; nothing was sent
+};
+
 struct WriteRules
 {
     Binding binding;
@@ -119,6 +126,9 @@ struct WriteRules
     // A list call's statements through the database's own client; null, or a
     // null result: through the driver as binding says.
     ListStatements* (*listStatements)(QSqlDatabase& db);
+    // Sends BEGIN, statement and COMMIT as one message, ending any failed
+    // transaction; null, or Cannot: one round trip each, through the driver.
+    OneTrip (*transactionInOneTrip)(QSqlDatabase& db, const QString& statement);
 };
 
 struct BackendRules

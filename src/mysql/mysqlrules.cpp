@@ -100,6 +100,7 @@ const BackendRules mysqlRules = {
         /* maxBytes */ 16 << 20,
         /* packetLimitSql */ "SELECT @@max_allowed_packet",
         /* listStatements */ nullptr,
+        /* transactionInOneTrip */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat: none, callers rely on that */ nullptr,

@@ -92,6 +92,7 @@ const BackendRules oracleRules = {
         /* maxBytes */ 0,
         /* packetLimitSql */ nullptr,
         /* listStatements */ nullptr,
+        /* transactionInOneTrip */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

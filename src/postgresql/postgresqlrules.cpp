@@ -6,6 +6,7 @@
 #include "core/dialect.h"
 #include "core/rules.h"
 #include "postgresql/postgresqlhelp.h"
+#include "postgresql/postgresqlstatements_p.h"
 #include "schema/modelgenerator.h"
 
 namespace Tessark {
@@ -133,6 +134,7 @@ const BackendRules postgresqlRules = {
         /* maxBytes */ 16 << 20,
         /* packetLimitSql */ nullptr,
         /* listStatements */ nullptr,
+        /* transactionInOneTrip */ postgresqlOneTrip,
     },
     &postgresqlModelTraits,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

@@ -101,6 +101,7 @@ const BackendRules sqliteRules = {
         /* maxBytes: far below SQLITE_MAX_LENGTH */ 8 << 20,
         /* packetLimitSql */ nullptr,
         /* listStatements */ newSqliteStatements,
+        /* transactionInOneTrip */ nullptr,
     },
     &sqliteModelTraits,
     /* dateTimeFormat: SQLite stores ISO text */ "yyyy-MM-ddTHH:mm:ss",

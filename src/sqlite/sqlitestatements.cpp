@@ -29,18 +29,13 @@ struct Api
     int (*reset)(void*) = nullptr;
     int (*finalize)(void*) = nullptr;
 
-    template <class F>
-    static bool find(F& f, const QSqlDriver* driver, const char* name)
-    {
-        f = reinterpret_cast<F>(ClientLibrary::function(driver, name));
-        return f != nullptr;
-    }
     bool find(const QSqlDriver* driver)
     {
-        return find(prepare16, driver, "sqlite3_prepare16_v2") && find(bindText, driver, "sqlite3_bind_text")
-               && find(bindText16, driver, "sqlite3_bind_text16")
-               && find(bindNull, driver, "sqlite3_bind_null") && find(step, driver, "sqlite3_step")
-               && find(reset, driver, "sqlite3_reset") && find(finalize, driver, "sqlite3_finalize");
+        using ClientLibrary::resolve;
+        return resolve(prepare16, driver, "sqlite3_prepare16_v2") && resolve(bindText, driver, "sqlite3_bind_text")
+               && resolve(bindText16, driver, "sqlite3_bind_text16") && resolve(bindNull, driver, "sqlite3_bind_null")
+               && resolve(step, driver, "sqlite3_step") && resolve(reset, driver, "sqlite3_reset")
+               && resolve(finalize, driver, "sqlite3_finalize");
     }
 };
 
