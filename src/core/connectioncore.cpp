@@ -473,6 +473,8 @@ QString ConnectionCore::sessionCall(QSqlDatabase& db, const BoundStatement& boun
 // and run as text.
 bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first, ListStatements* own)
 {
+    if (own)
+        return own->run(bound);
     if (m_rules.writes.leadingBomLost) {
         for (const QVariant& value : bound.values) {
             if (value.userType() == QMetaType::QString
@@ -480,8 +482,6 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
                 return false;
         }
     }
-    if (own)
-        return own->run(bound);
     const Dialect dialect(m_rules.dialect);
     if (m_rules.writes.binding == Binding::None) {
         // The text itself: each value as the literal the dialect writes.

@@ -1,12 +1,11 @@
 #include "sqlite/sqlitestatements_p.h"
 
+#include <QByteArray>
 #include <QHash>
 #include <QSqlDatabase>
 #include <QString>
 #include <QVariant>
 #include <QVector>
-
-#include <vector>
 
 #include "core/clientlibrary_p.h"
 #include "core/dialect.h"
@@ -42,7 +41,10 @@ struct Api
 class SqliteStatements final : public ListStatements
 {
 public:
-    SqliteStatements(const Api& api, void* handle) : m_api(api), m_handle(handle) {}
+    SqliteStatements(const Api& api, void* handle) : m_api(api), m_handle(handle)
+    {
+        m_bytes.reserve(4096); // and kept: resize(0) frees a buffer that was never reserved
+    }
     ~SqliteStatements() override
     {
         for (void* statement : qAsConst(m_statements))
@@ -54,46 +56,43 @@ public:
         void* statement = prepared(bound.shape);
         if (!statement)
             return false;
-        // ASCII is the same bytes in UTF-8, which SQLite takes as they are;
-        // other text goes as UTF-16, so that SQLite's own conversion (the
-        // one the statement's text goes through) decides every character.
-        m_bytes.clear();
-        m_ascii.clear();
+        // Text goes as UTF-8, the database's own form, converted here; only text
+        // with a lone surrogate goes as UTF-16, so that SQLite's conversion
+        // (the one the statement's text goes through) decides it.
+        m_bytes.resize(0);
+        m_spans.resize(0);
         for (const QVariant& value : bound.values) {
-            if (value.isNull()) {
-                m_ascii.append(-1);
-                continue;
+            Span span;
+            if (!value.isNull()) {
+                if (value.userType() != QMetaType::QString)
+                    return false;
+                const QString& text = *static_cast<const QString*>(value.constData());
+                span.at = m_bytes.size();
+                if (appendUtf8(text)) {
+                    span.size = m_bytes.size() - span.at;
+                } else if (text.startsWith(QChar(0xFEFF))) {
+                    return false; // SQLite would read it as the UTF-16's byte order
+                } else {
+                    m_bytes.resize(span.at);
+                    span.at = -2;
+                }
             }
-            if (value.userType() != QMetaType::QString)
-                return false;
-            const QString& text = *static_cast<const QString*>(value.constData());
-            const std::size_t at = m_bytes.size();
-            m_bytes.resize(at + std::size_t(text.size()));
-            const ushort* from = text.utf16();
-            char* to = m_bytes.data() + at;
-            ushort all = 0;
-            for (int c = 0; c < text.size(); ++c) {
-                all |= from[c];
-                to[c] = char(from[c]);
-            }
-            if (all >= 0x80)
-                m_bytes.resize(at);
-            m_ascii.append(all >= 0x80 ? -1 : int(at));
+            m_spans.append(span);
         }
         for (int i = 0; i < bound.values.size(); ++i) {
-            const QVariant& value = bound.values.at(i);
-            if (value.isNull()) {
-                if (m_api.bindNull(statement, i + 1) != sqliteOk)
-                    return false;
-                continue;
-            }
-            const QString& text = *static_cast<const QString*>(value.constData());
+            const Span& span = m_spans.at(i);
+            int rc;
             // Values outlive the step, so SQLite need not copy them (SQLITE_STATIC).
-            const int rc = m_ascii.at(i) < 0
-                               ? m_api.bindText16(statement, i + 1, text.utf16(), int(text.size() * 2), nullptr)
-                               // never a null pointer: that binds NULL, not ''
-                               : m_api.bindText(statement, i + 1, text.isEmpty() ? "" : m_bytes.data() + m_ascii.at(i),
-                                                int(text.size()), nullptr);
+            if (span.at == -1) {
+                rc = m_api.bindNull(statement, i + 1);
+            } else if (span.at == -2) {
+                const QString& text = *static_cast<const QString*>(bound.values.at(i).constData());
+                rc = m_api.bindText16(statement, i + 1, text.utf16(), int(text.size() * 2), nullptr);
+            } else {
+                // Never a null pointer: that binds NULL, not ''.
+                const char* bytes = span.size == 0 ? "" : m_bytes.constData() + span.at;
+                rc = m_api.bindText(statement, i + 1, bytes, span.size, nullptr);
+            }
             if (rc != sqliteOk)
                 return false;
         }
@@ -121,11 +120,44 @@ private:
         return statement;
     }
 
+    // Appends text's UTF-8 to m_bytes; false (and something appended) where
+    // text holds a lone surrogate, which has no UTF-8.
+    bool appendUtf8(const QString& text)
+    {
+        const int at = m_bytes.size();
+        m_bytes.resize(at + text.size());
+        const ushort* from = text.utf16();
+        char* to = m_bytes.data() + at;
+        ushort all = 0;
+        for (int c = 0; c < text.size(); ++c) {
+            all |= from[c];
+            to[c] = char(from[c]);
+        }
+        if (all < 0x80)
+            return true;
+        m_bytes.resize(at);
+        for (int c = 0; c < text.size(); ++c) {
+            const QChar u = text.at(c);
+            if (u.isHighSurrogate() && c + 1 < text.size() && text.at(c + 1).isLowSurrogate())
+                ++c;
+            else if (u.isSurrogate())
+                return false;
+        }
+        m_bytes += text.toUtf8();
+        return true;
+    }
+
+    struct Span
+    {
+        int at = -1; // in m_bytes; -1: NULL, -2: bound as UTF-16
+        int size = 0;
+    };
+
     const Api m_api;
     void* const m_handle;
     QHash<QString, void*> m_statements;
-    std::vector<char> m_bytes;  // the ASCII values' bytes, one after another
-    QVector<int> m_ascii;       // each value's offset in m_bytes; -1: NULL or not ASCII
+    QByteArray m_bytes;    // the values' UTF-8, one after another
+    QVector<Span> m_spans; // each value's bytes
 };
 
 } // namespace
