@@ -3,7 +3,6 @@
 
 #include "../common/backends.h"
 #include "core/rules.h"
-#include "core/tracing.h"
 #include "oracle/oraclehelp.h"
 
 using namespace TessarkTest;
@@ -14,33 +13,6 @@ int count(Tessark::ConnectionCore& h, const QString& table)
 {
     return h.QueryRow(QStringLiteral("select count(*) from %1").arg(table));
 }
-
-// Collects the tessark.sql* messages while it lives, with the rules it was given
-// in force; every other message goes on to the guard.
-struct TraceCapture
-{
-    explicit TraceCapture(const QString& rules)
-    {
-        QLoggingCategory::setFilterRules(rules);
-        lines.clear();
-        previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-            if (QByteArray(context.category).startsWith("tessark.sql"))
-                lines.append(QString::fromLatin1(context.category) + QLatin1Char(' ') + text);
-            else
-                previous(type, context, text);
-        });
-    }
-    ~TraceCapture()
-    {
-        qInstallMessageHandler(previous);
-        QLoggingCategory::setFilterRules(QString());
-        Tessark::setSlowStatementThreshold(-1);
-    }
-    // "<category> <text>", in order; cleared by the call.
-    static QStringList take() { return std::exchange(lines, QStringList()); }
-    static inline QtMessageHandler previous = nullptr;
-    static inline QStringList lines;
-};
 
 } // namespace
 
@@ -228,8 +200,7 @@ private slots:
     void batchWithoutTransactionFails()
     {
         LogFolder log;
-        Backend b;
-        QVERIFY(setUpBackend(Kind::SQLite, b));
+        TESSARK_BACKEND_OF(b, Kind::SQLite);
         SQLiteHelp h;
         b.init(h, uniqueName("busy"));
         // A transaction already open on the same connection makes BEGIN fail.
@@ -247,14 +218,9 @@ private slots:
     }
 
     // A COMMIT that fails (a deferred constraint) is a failure: nothing was stored.
-    void failedCommitIsAFailure_data()
-    {
-        QTest::addColumn<int>("kind");
-        QTest::newRow("postgresql") << int(TessarkTest::Kind::PostgreSQL);
-    }
     void failedCommitIsAFailure()
     {
-        TESSARK_BACKEND(b);
+        TESSARK_BACKEND_OF(b, Kind::PostgreSQL);
         LogFolder log;
         const QString table = uniqueName("deferred");
         auto h = b.help(uniqueName("t"));
@@ -384,8 +350,7 @@ private slots:
     // and stays until Close.
     void destructorAndClose()
     {
-        Backend b;
-        QVERIFY(setUpBackend(Kind::SQLite, b));
+        TESSARK_BACKEND_OF(b, Kind::SQLite);
         const QString name = QFileInfo(b.file).fileName(), tag = uniqueName("tag");
         QVERIFY(b.help(tag)->InitConnect() && QSqlDatabase::contains(tag + "|" + name));
         QVERIFY(!QSqlDatabase::contains(tag + "|" + name));

@@ -30,7 +30,7 @@ private slots:
         const QString count = QStringLiteral("select count(*) from %1").arg(table);
 
         ExtendHandle h;
-        h.InitInfo(connInfo(b, uniqueName("h")));
+        h.InitInfo(b.info(uniqueName("h")));
         QCOMPARE(h.GetType(), short(b.type));
         QVERIFY(h.InitConnect());
         Person a(table), c(table), d(table), e(table);

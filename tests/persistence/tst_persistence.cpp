@@ -127,10 +127,9 @@ class TestPersistence : public QObject
     void oddities(const Backend& b, Q& q, const QString& table, const QString& tags)
     {
         // A one-character text key reports failure although the row is stored.
-        Tag one(tags);
+        Item one(tags, "code"), two(tags, "code");
         one.code = "a";
         QVERIFY(!q.Insert(&one, false, {}));
-        Tag two(tags);
         two.code = "ab";
         QVERIFY(q.Insert(&two, false, {}));
 
@@ -206,10 +205,7 @@ private slots:
     // whatever the table holds: the session's own count of rows sent says so.
     void mysqlLastIdReadsOneRow()
     {
-        TESSARK_REQUIRE_SERVER(Server::MySQL, address);
-        Backend b;
-        b.server = address;
-        QVERIFY(setUpBackend(Kind::MySQL, b));
+        TESSARK_BACKEND_OF(b, Kind::MySQL);
         const QString table = uniqueName("lastid");
         DropTables drop{b, {table}};
         QVERIFY(b.exec(b.createPersonTable(table)));
@@ -238,10 +234,7 @@ private slots:
     // schema that holds it, as passed.
     void postgresqlSchemas()
     {
-        TESSARK_REQUIRE_SERVER(Server::PostgreSQL, address);
-        Backend b;
-        b.server = address;
-        QVERIFY(setUpBackend(Kind::PostgreSQL, b));
+        TESSARK_BACKEND_OF(b, Kind::PostgreSQL);
         const QString schema = uniqueName("s");
         const QString both = uniqueName("both");
         const QString only = uniqueName("only");
@@ -267,10 +260,7 @@ private slots:
     // The catalogue reads list only the connection's own database.
     void mysqlOwnDatabaseOnly()
     {
-        TESSARK_REQUIRE_SERVER(Server::MySQL, address);
-        Backend b;
-        b.server = address;
-        QVERIFY(setUpBackend(Kind::MySQL, b));
+        TESSARK_BACKEND_OF(b, Kind::MySQL);
         const QString other = uniqueName("otherdb");
         const QString mine = uniqueName("mine");
         QVERIFY(b.exec("create database " + other));

@@ -109,12 +109,12 @@ private slots:
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("load"));
         QVERIFY(b.exec(itemTable(b, table)));
-        DropTable drop{b, table};
+        DropTables drop{b, {table}};
 
         std::vector<Ledger> ledgers(threadCount);
         ExtendHandle sharedHandle, ownHandle;
-        sharedHandle.InitInfo(connInfo(b, uniqueName(QStringLiteral("handle"))));
-        ownHandle.InitInfo(connInfo(b, QString()));
+        sharedHandle.InitInfo(b.info(uniqueName(QStringLiteral("handle"))));
+        ownHandle.InitInfo(b.info());
         // The registered connection name of a tag (the test servers' password is empty).
         auto nameOf = [&](const QString& tag) {
             return b.kind == Kind::SQLite ? tag + "|" + QFileInfo(b.file).fileName()
