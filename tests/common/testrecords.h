@@ -56,11 +56,7 @@ class Stranger : public ObjectModel
     Q_PROPERTY(QString nothing MEMBER nothing)
 
 public:
-    explicit Stranger(const QString& table)
-    {
-        TableName = table;
-        Key = QStringLiteral("nothing");
-    }
+    explicit Stranger(const QString& table) { TableName = table, Key = QStringLiteral("nothing"); }
 
     QString nothing = QStringLiteral("n1");
 };

@@ -97,19 +97,6 @@ private slots:
             QVERIFY2(m.contains("Oracle"), qPrintable(m));
     }
 
-    // Until InitInfo the handle addresses PostgreSQL.
-    void freshHandleAddressesPostgres()
-    {
-        LogFolder log;
-        ExtendHandle h;
-        QCOMPARE(h.GetType(), short(0));
-        h.QueryRow("select 1");
-        QVERIFY(QSqlDatabase::contains("defaultPostgreSQL"));
-        for (const QString& m : log.messages())
-            QVERIFY2(m.contains("PostgreSQL"), qPrintable(m));
-        QSqlDatabase::removeDatabase("defaultPostgreSQL");
-    }
-
     void sqliteTakesPathAndTag()
     {
         QTemporaryDir dir;

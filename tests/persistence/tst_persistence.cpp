@@ -18,10 +18,9 @@ QDateTime asDateTime(const QVariant& value)
 
 QString usernameOf(const RowList& rows, int id)
 {
-    for (const Row& row : rows) {
+    for (const Row& row : rows)
         if (row.value("id").toInt() == id)
             return row.value("username").toString();
-    }
     return QStringLiteral("<none>");
 }
 
@@ -235,9 +234,7 @@ private slots:
     void postgresqlSchemas()
     {
         TESSARK_BACKEND_OF(b, Kind::PostgreSQL);
-        const QString schema = uniqueName("s");
-        const QString both = uniqueName("both");
-        const QString only = uniqueName("only");
+        const QString schema = uniqueName("s"), both = uniqueName("both"), only = uniqueName("only");
         QVERIFY(b.exec("create schema " + schema));
         DropTables drop{b, {both}};
         QVERIFY(b.exec(b.createPersonTable(both)));
@@ -261,8 +258,7 @@ private slots:
     void mysqlOwnDatabaseOnly()
     {
         TESSARK_BACKEND_OF(b, Kind::MySQL);
-        const QString other = uniqueName("otherdb");
-        const QString mine = uniqueName("mine");
+        const QString other = uniqueName("otherdb"), mine = uniqueName("mine");
         QVERIFY(b.exec("create database " + other));
         struct DropDb { const Backend& b; QString d; ~DropDb() { b.exec("drop database " + d); } } dropDb{b, other};
         DropTables drop{b, {mine}};
@@ -270,9 +266,7 @@ private slots:
         QVERIFY(b.exec(b.createPersonTable(mine)));
         MySqlQuery q;
         b.init(q);
-        const QStringList names = q.GetTableNames();
-        QVERIFY(names.contains(mine));
-        QVERIFY(!names.contains("elsewhere"));
+        QVERIFY(q.GetTableNames().contains(mine) && !q.GetTableNames().contains("elsewhere"));
         QVERIFY(q.GetColumnNames("elsewhere").isEmpty());
     }
 };

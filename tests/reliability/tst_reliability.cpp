@@ -134,11 +134,7 @@ class Sample : public ObjectModel
     Q_PROPERTY(QString loose MEMBER loose)
 
 public:
-    explicit Sample(const QString& table)
-    {
-        TableName = table;
-        Key = QStringLiteral("id");
-    }
+    explicit Sample(const QString& table) { TableName = table, Key = QStringLiteral("id"); }
 
     int id = 0;
     QString label;
