@@ -95,30 +95,6 @@ struct Thread : QThread
     ~Thread() override { quit(), wait(); }
 };
 
-// While it exists: counts the traced statements and notes those run on the main thread.
-struct StatementThreads
-{
-    static inline int count = 0;
-    static inline QStringList onMain;
-    static inline QtMessageHandler previous = nullptr;
-    static inline QMutex mutex;
-    static void handler(QtMsgType type, const QMessageLogContext& context, const QString& text)
-    {
-        if (qstrcmp(context.category, "tessark.sql") != 0)
-            return previous(type, context, text);
-        QMutexLocker locker(&mutex);
-        ++count;
-        if (text.contains(QLatin1String("thread main,")))
-            onMain.append(text);
-    }
-    StatementThreads()
-    {
-        count = 0, onMain.clear(), previous = qInstallMessageHandler(&handler);
-        QLoggingCategory::setFilterRules(QStringLiteral("tessark.sql.debug=true"));
-    }
-    ~StatementThreads() { QLoggingCategory::setFilterRules(QString()), qInstallMessageHandler(previous); }
-};
-
 } // namespace
 
 class TestAsync : public QObject
@@ -275,7 +251,7 @@ private slots:
         auto slowHandle = handle(b), loadHandle = handle(b);
         qint64 largestGap = 0;
         {
-            const StatementThreads trace;
+            const TraceCapture trace{QStringLiteral("tessark.sql.debug=true")};
             QElapsedTimer sinceTick, total;
             QTimer timer;
             connect(&timer, &QTimer::timeout, [&] { largestGap = qMax(largestGap, sinceTick.restart()); });
@@ -291,8 +267,9 @@ private slots:
             QCOMPARE(load.result().size(), 100000);
         }
         QVERIFY2(largestGap < 500, qPrintable(QString::number(largestGap)));
-        QVERIFY(StatementThreads::count >= 2);
-        QVERIFY2(StatementThreads::onMain.isEmpty(), qPrintable(StatementThreads::onMain.join('\n')));
+        const QStringList traced = TraceCapture::take();
+        QVERIFY(traced.size() >= 2);
+        QVERIFY2(traced.filter(QStringLiteral("thread main,")).isEmpty(), qPrintable(traced.join('\n')));
     }
 
     // 8 handles, 200 mixed calls each from 4 threads: every count a handle
@@ -345,8 +322,7 @@ private slots:
     // the run must end neither hung nor crashed.
     void quitWithCallsInFlight()
     {
-        Backend b;
-        QVERIFY(setUpBackend(Kind::SQLite, b));
+        TESSARK_BACKEND_OF(b, Kind::SQLite);
         AsyncHandle* h = handle(b, "q").release();
         h->setParent(QCoreApplication::instance());
         h->QueryRow(slowSql(b, QStringLiteral("quit")));

@@ -5,6 +5,7 @@
 // per backend, and TESSARK_BACKEND(b) in the test sets up a fresh SQLite file
 // or the throwaway server (skipping, or failing under scripts/test, when absent).
 
+#include <QMutex>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -14,6 +15,7 @@
 
 #include "../support/tessarktest.h"
 #include "Model/conninfomodel.h"
+#include "core/tracing.h"
 #include "mysql/mysqlhelp.h"
 #include "mysql/mysqlquery.h"
 #include "postgresql/postgresqlhelp.h"
@@ -144,15 +146,6 @@ struct DropTables
     }
 };
 
-// The backend's connection description for the facade, with tag.
-inline ConnInfoModel connInfo(const Backend& b, const QString& tag)
-{
-    if (b.kind == Kind::SQLite)
-        return ConnInfoModel(2, b.file, tag);
-    return ConnInfoModel(b.type, b.server.host, b.server.port, b.server.user, b.server.password, b.server.dbname,
-                         tag);
-}
-
 // Calls body with a persistence object of the backend, configured with tag.
 template <class F>
 void withQuery(const Backend& b, const QString& tag, F&& body)
@@ -163,6 +156,38 @@ void withQuery(const Backend& b, const QString& tag, F&& body)
     case Kind::MySQL: { MySqlQuery q; b.init(q, tag); body(q); break; }
     }
 }
+
+// Collects the tessark.sql* messages as "<category> <text>" while it lives, from
+// any thread, with the rules it was given in force; other messages go on.
+struct TraceCapture
+{
+    explicit TraceCapture(const QString& rules)
+    {
+        QLoggingCategory::setFilterRules(rules);
+        take();
+        previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+            if (!QByteArray(context.category).startsWith("tessark.sql"))
+                return previous(type, context, text);
+            QMutexLocker locker(&mutex);
+            lines.append(QString::fromLatin1(context.category) + QLatin1Char(' ') + text);
+        });
+    }
+    ~TraceCapture()
+    {
+        qInstallMessageHandler(previous);
+        QLoggingCategory::setFilterRules(QString());
+        Tessark::setSlowStatementThreshold(-1);
+    }
+    // In order; cleared by the call.
+    static QStringList take()
+    {
+        QMutexLocker locker(&mutex);
+        return std::exchange(lines, QStringList());
+    }
+    static inline QtMessageHandler previous = nullptr;
+    static inline QMutex mutex;
+    static inline QStringList lines;
+};
 
 template <class Q>
 constexpr bool isPostgres = std::is_same_v<std::decay_t<Q>, PostgreSQLQuery>;
@@ -179,18 +204,21 @@ bool deleteBy(Q& q, Args&&... args)
 
 } // namespace TessarkTest
 
-// Declares TessarkTest::Backend b for the row's backend, or returns from the
-// test function after skipping / failing.
+// Declares TessarkTest::Backend b for the row's backend (or, with _OF, for
+// kind), or returns from the test function after skipping / failing.
 #define TESSARK_BACKEND(b)                                                                 \
     QFETCH(int, kind);                                                                     \
+    TESSARK_BACKEND_OF(b, TessarkTest::Kind(kind))
+
+#define TESSARK_BACKEND_OF(b, backendKind)                                                 \
     TessarkTest::Backend b;                                                                \
-    if (TessarkTest::Kind(kind) != TessarkTest::Kind::SQLite) {                            \
-        TESSARK_REQUIRE_SERVER(TessarkTest::Kind(kind) == TessarkTest::Kind::PostgreSQL    \
+    if ((backendKind) != TessarkTest::Kind::SQLite) {                                      \
+        TESSARK_REQUIRE_SERVER((backendKind) == TessarkTest::Kind::PostgreSQL              \
                                    ? TessarkTest::Server::PostgreSQL                       \
                                    : TessarkTest::Server::MySQL,                           \
                                tessarkAddress_);                                           \
         b.server = tessarkAddress_;                                                        \
     }                                                                                      \
-    QVERIFY(TessarkTest::setUpBackend(TessarkTest::Kind(kind), b));
+    QVERIFY(TessarkTest::setUpBackend((backendKind), b));
 
 #endif // TESSARK_TESTS_COMMON_BACKENDS_H

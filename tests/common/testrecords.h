@@ -30,22 +30,35 @@ public:
     QString nickname; // no such column: always left out
 };
 
-// A record whose key is caller-supplied text.
-class Tag : public ObjectModel
+// A record of a table (id, code, label); its key is id unless given.
+class Item : public ObjectModel
 {
     Q_OBJECT
+    Q_PROPERTY(int id MEMBER id)
     Q_PROPERTY(QString code MEMBER code)
     Q_PROPERTY(QString label MEMBER label)
 
 public:
-    explicit Tag(const QString& table = QStringLiteral("tag"))
+    explicit Item(const QString& table, const QString& key = QStringLiteral("id"))
     {
         TableName = table;
-        Key = QStringLiteral("code");
+        Key = key;
     }
 
-    QString code;
-    QString label;
+    int id = 0;
+    QString code, label;
+};
+
+// A record none of whose properties is a column of the Item table.
+class Stranger : public ObjectModel
+{
+    Q_OBJECT
+    Q_PROPERTY(QString nothing MEMBER nothing)
+
+public:
+    explicit Stranger(const QString& table) { TableName = table, Key = QStringLiteral("nothing"); }
+
+    QString nothing = QStringLiteral("n1");
 };
 
 #endif // TESSARK_TESTS_COMMON_TESTRECORDS_H

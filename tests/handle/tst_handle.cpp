@@ -30,7 +30,7 @@ private slots:
         const QString count = QStringLiteral("select count(*) from %1").arg(table);
 
         ExtendHandle h;
-        h.InitInfo(connInfo(b, uniqueName("h")));
+        h.InitInfo(b.info(uniqueName("h")));
         QCOMPARE(h.GetType(), short(b.type));
         QVERIFY(h.InitConnect());
         Person a(table), c(table), d(table), e(table);
@@ -95,19 +95,6 @@ private slots:
         QCOMPARE(messages.isEmpty(), type != 1);
         for (const QString& m : messages)
             QVERIFY2(m.contains("Oracle"), qPrintable(m));
-    }
-
-    // Until InitInfo the handle addresses PostgreSQL.
-    void freshHandleAddressesPostgres()
-    {
-        LogFolder log;
-        ExtendHandle h;
-        QCOMPARE(h.GetType(), short(0));
-        h.QueryRow("select 1");
-        QVERIFY(QSqlDatabase::contains("defaultPostgreSQL"));
-        for (const QString& m : log.messages())
-            QVERIFY2(m.contains("PostgreSQL"), qPrintable(m));
-        QSqlDatabase::removeDatabase("defaultPostgreSQL");
     }
 
     void sqliteTakesPathAndTag()

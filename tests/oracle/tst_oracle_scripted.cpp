@@ -173,9 +173,6 @@ private slots:
         p.born = QDateTime();
         QVERIFY(q->Insert(&p, true, {}));
         QCOMPARE(script.heard.last(), QStringLiteral("INSERT INTO \"PERSON\" (\"username\",\"born\") VALUES ('ann',NULL)"));
-        // Connection names carry a digest of the password, never the password.
-        QVERIFY(!QSqlDatabase::connectionNames().join(' ').contains("tiger"));
-        QVERIFY(!q->GetSign().contains("tiger"));
     }
 
     void listsAndReads()

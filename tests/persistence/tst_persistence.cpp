@@ -18,10 +18,9 @@ QDateTime asDateTime(const QVariant& value)
 
 QString usernameOf(const RowList& rows, int id)
 {
-    for (const Row& row : rows) {
+    for (const Row& row : rows)
         if (row.value("id").toInt() == id)
             return row.value("username").toString();
-    }
     return QStringLiteral("<none>");
 }
 
@@ -127,10 +126,9 @@ class TestPersistence : public QObject
     void oddities(const Backend& b, Q& q, const QString& table, const QString& tags)
     {
         // A one-character text key reports failure although the row is stored.
-        Tag one(tags);
+        Item one(tags, "code"), two(tags, "code");
         one.code = "a";
         QVERIFY(!q.Insert(&one, false, {}));
-        Tag two(tags);
         two.code = "ab";
         QVERIFY(q.Insert(&two, false, {}));
 
@@ -206,10 +204,7 @@ private slots:
     // whatever the table holds: the session's own count of rows sent says so.
     void mysqlLastIdReadsOneRow()
     {
-        TESSARK_REQUIRE_SERVER(Server::MySQL, address);
-        Backend b;
-        b.server = address;
-        QVERIFY(setUpBackend(Kind::MySQL, b));
+        TESSARK_BACKEND_OF(b, Kind::MySQL);
         const QString table = uniqueName("lastid");
         DropTables drop{b, {table}};
         QVERIFY(b.exec(b.createPersonTable(table)));
@@ -238,13 +233,8 @@ private slots:
     // schema that holds it, as passed.
     void postgresqlSchemas()
     {
-        TESSARK_REQUIRE_SERVER(Server::PostgreSQL, address);
-        Backend b;
-        b.server = address;
-        QVERIFY(setUpBackend(Kind::PostgreSQL, b));
-        const QString schema = uniqueName("s");
-        const QString both = uniqueName("both");
-        const QString only = uniqueName("only");
+        TESSARK_BACKEND_OF(b, Kind::PostgreSQL);
+        const QString schema = uniqueName("s"), both = uniqueName("both"), only = uniqueName("only");
         QVERIFY(b.exec("create schema " + schema));
         DropTables drop{b, {both}};
         QVERIFY(b.exec(b.createPersonTable(both)));
@@ -267,12 +257,8 @@ private slots:
     // The catalogue reads list only the connection's own database.
     void mysqlOwnDatabaseOnly()
     {
-        TESSARK_REQUIRE_SERVER(Server::MySQL, address);
-        Backend b;
-        b.server = address;
-        QVERIFY(setUpBackend(Kind::MySQL, b));
-        const QString other = uniqueName("otherdb");
-        const QString mine = uniqueName("mine");
+        TESSARK_BACKEND_OF(b, Kind::MySQL);
+        const QString other = uniqueName("otherdb"), mine = uniqueName("mine");
         QVERIFY(b.exec("create database " + other));
         struct DropDb { const Backend& b; QString d; ~DropDb() { b.exec("drop database " + d); } } dropDb{b, other};
         DropTables drop{b, {mine}};
@@ -280,9 +266,7 @@ private slots:
         QVERIFY(b.exec(b.createPersonTable(mine)));
         MySqlQuery q;
         b.init(q);
-        const QStringList names = q.GetTableNames();
-        QVERIFY(names.contains(mine));
-        QVERIFY(!names.contains("elsewhere"));
+        QVERIFY(q.GetTableNames().contains(mine) && !q.GetTableNames().contains("elsewhere"));
         QVERIFY(q.GetColumnNames("elsewhere").isEmpty());
     }
 };

@@ -22,9 +22,8 @@ constexpr int threadCount = 10;
 // Rounds per thread: TESSARK_TEST_LOAD_ROUNDS, else 40.
 int rounds()
 {
-    bool ok = false;
-    const int given = qEnvironmentVariableIntValue("TESSARK_TEST_LOAD_ROUNDS", &ok);
-    return ok && given > 0 ? given : 40;
+    const int given = qEnvironmentVariableIntValue("TESSARK_TEST_LOAD_ROUNDS");
+    return given > 0 ? given : 40;
 }
 
 // What one thread expects to find afterwards (code -> label), and what failed.
@@ -109,12 +108,12 @@ private slots:
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("load"));
         QVERIFY(b.exec(itemTable(b, table)));
-        DropTable drop{b, table};
+        DropTables drop{b, {table}};
 
         std::vector<Ledger> ledgers(threadCount);
         ExtendHandle sharedHandle, ownHandle;
-        sharedHandle.InitInfo(connInfo(b, uniqueName(QStringLiteral("handle"))));
-        ownHandle.InitInfo(connInfo(b, QString()));
+        sharedHandle.InitInfo(b.info(uniqueName(QStringLiteral("handle"))));
+        ownHandle.InitInfo(b.info());
         // The registered connection name of a tag (the test servers' password is empty).
         auto nameOf = [&](const QString& tag) {
             return b.kind == Kind::SQLite ? tag + "|" + QFileInfo(b.file).fileName()
@@ -174,10 +173,9 @@ private slots:
         for (const Row& row : stored)
             found.insert(row.value("code").toString(), row.value("label").toString());
         QStringList lost;
-        for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
             if (!found.contains(it.key()))
                 lost.append(it.key());
-        }
         QVERIFY2(lost.isEmpty(), qPrintable(QStringLiteral("%1 rows lost: ").arg(lost.size()) + lost.join(",")));
         QCOMPARE(stored.size(), found.size()); // none twice
         QVERIFY(found == expected);

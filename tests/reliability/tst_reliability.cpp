@@ -134,11 +134,7 @@ class Sample : public ObjectModel
     Q_PROPERTY(QString loose MEMBER loose)
 
 public:
-    explicit Sample(const QString& table)
-    {
-        TableName = table;
-        Key = QStringLiteral("id");
-    }
+    explicit Sample(const QString& table) { TableName = table, Key = QStringLiteral("id"); }
 
     int id = 0;
     QString label;
@@ -468,14 +464,9 @@ private slots:
     // MyISAM keeps the rows before a failure in a multi-row INSERT whatever
     // the transaction does: a list there is run one statement per record, so
     // nothing is stored twice and only the failing record is logged.
-    void listOnTableWithoutTransactions_data()
-    {
-        QTest::addColumn<int>("kind");
-        QTest::newRow("mysql") << int(Kind::MySQL);
-    }
     void listOnTableWithoutTransactions()
     {
-        TESSARK_BACKEND(b);
+        TESSARK_BACKEND_OF(b, Kind::MySQL);
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("myisam"));
         QVERIFY(b.exec(sampleTable(b, table) + QStringLiteral(" engine=MyISAM")));
@@ -501,7 +492,7 @@ private slots:
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("named")), injected = uniqueName(QStringLiteral("injected"));
         QVERIFY(b.exec(itemTable(b, table)));
-        DropTable drop{b, table};
+        DropTables drop{b, {table}};
         const QString create = QStringLiteral("create table %1 (a int)").arg(injected);
         const QStringList names = {"x'; " + create + "; --", "x\\'; " + create + "; -- ", table + "' or '1'='1"};
         withQuery(b, uniqueName(QStringLiteral("named")), [&](auto& q) {
@@ -527,7 +518,7 @@ private slots:
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("bad"));
         QVERIFY(b.exec(itemTable(b, table)));
-        DropTable drop{b, table};
+        DropTables drop{b, {table}};
         const QString seed = QStringLiteral("insert into %1 (code, label) values ('keep', 'keep')").arg(table);
         QVERIFY(b.exec(seed));
         auto observer = b.help(uniqueName(QStringLiteral("observer")));
@@ -575,10 +566,10 @@ private slots:
         LogFolder log;
         const QString table = uniqueName(QStringLiteral("fault"));
         QVERIFY(b.exec(itemTable(b, table)));
-        DropTable drop{b, table};
+        DropTables drop{b, {table}};
 
         ExtendHandle h;
-        h.InitInfo(connInfo(b, uniqueName(QStringLiteral("victim"))));
+        h.InitInfo(b.info(uniqueName(QStringLiteral("victim"))));
         const QString victim = h.QueryFirst(pg ? QStringLiteral("select pg_backend_pid() as id")
                                                : QStringLiteral("select connection_id() as id")).value("id").toString();
         QVERIFY(!victim.isEmpty());
@@ -621,8 +612,7 @@ private slots:
         QFETCH(bool, record);
         const QString reason = fault == QLatin1String("read-only") ? QStringLiteral("readonly") : fault;
         LogFolder log;
-        Backend b;
-        QVERIFY(setUpBackend(Kind::SQLite, b));
+        TESSARK_BACKEND_OF(b, Kind::SQLite);
         const QString table = QStringLiteral("items");
         QVERIFY(b.exec(itemTable(b, table)) && b.exec("insert into items (code, label) values ('kept', 'kept')"));
         if (fault == QLatin1String("read-only")) {

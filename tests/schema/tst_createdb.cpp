@@ -85,15 +85,13 @@ private slots:
     void outcome()
     {
         QTemporaryDir dir;
-        const QString appFile = dir.filePath("app.db");
         {
             QSqlDatabase app = QSqlDatabase::addDatabase("QSQLITE");
-            app.setDatabaseName(appFile);
+            app.setDatabaseName(dir.filePath("app.db"));
             QVERIFY(app.open() && QSqlQuery(app).exec("create table mine(x)"));
         }
         const QStringList before = QSqlDatabase::connectionNames();
-        const TableInfoModel broken{"bad", "", {column("x", "int", "p"), column("x", "int")}};
-        const TableInfoModel fine{"good", "", {column("y", "int")}};
+        const TableInfoModel broken{"bad", "", {column("x", "int", "p"), column("x", "int")}}, fine{"good", "", {column("y", "int")}};
         CreateDatabaseModel model{dir.filePath("last.db"), {broken, fine}};
         SQLiteQuery q;
         QVERIFY(q.CreateDatabase(model));

@@ -15,9 +15,12 @@ namespace {
 
 // The moment WriteLog sees; logging threads read it, tests set it only while none runs.
 QDateTime fixedNow;
-QDateTime fixedClock()
+
+// Stops the library's clock at now (cleanup() restarts it).
+void freeze(const QDateTime& now)
 {
-    return fixedNow;
+    fixedNow = now;
+    TessarkClock::setSource([] { return fixedNow; });
 }
 
 QDateTime at(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int ms = 0)
@@ -62,8 +65,7 @@ private slots:
 
     void writeLogDoesNothingWhileLogPathEmpty()
     {
-        fixedNow = at(2031, 7, 4, 12);
-        TessarkClock::setSource(fixedClock);
+        freeze(at(2031, 7, 4, 12));
         QTemporaryDir cwd;
         const QString previous = QDir::currentPath();
         QVERIFY(cwd.isValid() && QDir::setCurrent(cwd.path()));
@@ -90,9 +92,7 @@ private slots:
         QFETCH(QString, message);
         QFETCH(QString, stamp);
         TessarkTest::LogFolder log;
-        QVERIFY(log.isValid());
-        fixedNow = now;
-        TessarkClock::setSource(fixedClock);
+        freeze(now);
         TessarkTool::WriteLog(message);
 
         const QString file = stamp.left(10) + ".log";
@@ -103,12 +103,10 @@ private slots:
     void writeLogStartsNewFileAfterMidnight()
     {
         TessarkTest::LogFolder log;
-        QVERIFY(log.isValid());
         const QString day1 = log.path() + "/2023-12-31.log";
         QVERIFY(TessarkTest::writeFile(day1, "kept from before\n"));
-        TessarkClock::setSource(fixedClock);
 
-        fixedNow = at(2023, 12, 31, 23, 59, 59, 999);
+        freeze(at(2023, 12, 31, 23, 59, 59, 999));
         TessarkTool::WriteLog(QString::fromUtf8("第二条"));
         fixedNow = fixedNow.addMSecs(1);
         TessarkTool::WriteLog("early");
@@ -122,9 +120,7 @@ private slots:
     void writeLogCreatesFolders()
     {
         QTemporaryDir root;
-        QVERIFY(root.isValid());
-        fixedNow = at(2024, 8, 12, 9);
-        TessarkClock::setSource(fixedClock);
+        freeze(at(2024, 8, 12, 9));
         TessarkTool::SetLogPath(root.path() + "//a/./b/c/");
         TessarkTool::WriteLog("hello");
         // A folder that cannot be made loses the entry silently.
@@ -139,9 +135,7 @@ private slots:
     void writeLogConcurrentEntriesNeverInterleave()
     {
         TessarkTest::LogFolder log;
-        QVERIFY(log.isValid());
-        fixedNow = at(2024, 8, 12, 9, 30);
-        TessarkClock::setSource(fixedClock);
+        freeze(at(2024, 8, 12, 9, 30));
         constexpr int threadCount = 4;
         constexpr int perThread = 50;
         // Large enough that a non-atomic writer would split it across writes.
