@@ -415,6 +415,28 @@ BoundStatement multiRow(const QVector<BoundStatement>& rows, int first, int coun
     return out;
 }
 
+// bound's shape with what put(i) writes in place of its i-th mark.
+template <class Put>
+QString withMarks(const BoundStatement& bound, Put put)
+{
+    QString text;
+    text.reserve(bound.shape.size() + 8 * bound.marks.size());
+    int from = 0;
+    for (int i = 0; i < bound.marks.size(); ++i) {
+        text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
+        put(text, i);
+        from = bound.marks.at(i) + 1;
+    }
+    text.append(bound.shape.constData() + from, bound.shape.size() - from);
+    return text;
+}
+
+// A bound value as the literal the statement's text holds.
+QString literal(const Dialect& dialect, const QVariant& value)
+{
+    return value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
+}
+
 } // namespace
 
 ListStatements* ConnectionCore::listStatements(QSqlDatabase& db) const
@@ -440,15 +462,8 @@ QString ConnectionCore::sessionCall(QSqlDatabase& db, const BoundStatement& boun
     QString name = StatementCache::sessionName(db, bound.shape);
     if (name.isEmpty()) {
         name = StatementCache::nameFor(db, bound.shape);
-        QString text = QLatin1String("PREPARE ") + name + QLatin1String(" AS ");
-        text.reserve(text.size() + bound.shape.size() + 4 * bound.marks.size());
-        int from = 0;
-        for (int i = 0; i < bound.marks.size(); ++i) {
-            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
-            text += QLatin1Char('$') + QString::number(i + 1);
-            from = bound.marks.at(i) + 1;
-        }
-        text.append(bound.shape.constData() + from, bound.shape.size() - from);
+        const auto parameter = [](QString& out, int i) { out += QLatin1Char('$') + QString::number(i + 1); };
+        const QString text = QLatin1String("PREPARE ") + name + QLatin1String(" AS ") + withMarks(bound, parameter);
         QSqlQuery query(db);
         if (!query.exec(text)) {
             StatementCache::forget(db, bound.shape);
@@ -459,10 +474,8 @@ QString ConnectionCore::sessionCall(QSqlDatabase& db, const BoundStatement& boun
     QString call = QLatin1String("EXECUTE ") + name;
     if (!bound.values.isEmpty()) {
         call += QLatin1String(" (");
-        for (const QVariant& value : bound.values) {
-            call += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
-            call += QLatin1Char(',');
-        }
+        for (const QVariant& value : bound.values)
+            call += literal(dialect, value) + QLatin1Char(',');
         call[call.size() - 1] = QLatin1Char(')');
     }
     return call;
@@ -482,20 +495,11 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
                 return false;
         }
     }
-    const Dialect dialect(m_rules.dialect);
     if (m_rules.writes.binding == Binding::None) {
-        // The text itself: each value as the literal the dialect writes.
-        QString text;
-        int from = 0;
-        for (int i = 0; i < bound.marks.size(); ++i) {
-            text.append(bound.shape.constData() + from, bound.marks.at(i) - from);
-            const QVariant& value = bound.values.at(i);
-            text += value.isNull() ? QStringLiteral("NULL") : dialect.quoted(value.toString());
-            from = bound.marks.at(i) + 1;
-        }
-        text.append(bound.shape.constData() + from, bound.shape.size() - from);
+        // The text itself.
+        const Dialect dialect(m_rules.dialect);
         QSqlQuery query(db);
-        return query.exec(text);
+        return query.exec(withMarks(bound, [&](QString& out, int i) { out += literal(dialect, bound.values.at(i)); }));
     }
     if (m_rules.writes.binding == Binding::Driver) {
         QSqlQuery* query = StatementCache::query(db, bound.shape);

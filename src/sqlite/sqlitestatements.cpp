@@ -68,14 +68,12 @@ public:
                     return false;
                 const QString& text = *static_cast<const QString*>(value.constData());
                 span.at = m_bytes.size();
-                if (appendUtf8(text)) {
+                if (appendUtf8(text))
                     span.size = m_bytes.size() - span.at;
-                } else if (text.startsWith(QChar(0xFEFF))) {
+                else if (text.startsWith(QChar(0xFEFF)))
                     return false; // SQLite would read it as the UTF-16's byte order
-                } else {
-                    m_bytes.resize(span.at);
+                else
                     span.at = -2;
-                }
             }
             m_spans.append(span);
         }
@@ -120,8 +118,8 @@ private:
         return statement;
     }
 
-    // Appends text's UTF-8 to m_bytes; false (and something appended) where
-    // text holds a lone surrogate, which has no UTF-8.
+    // Appends text's UTF-8 to m_bytes; false, appending nothing, where text
+    // holds a lone surrogate, which has no UTF-8.
     bool appendUtf8(const QString& text)
     {
         const int at = m_bytes.size();
