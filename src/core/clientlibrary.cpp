@@ -1,8 +1,6 @@
 #include "core/clientlibrary_p.h"
 
 #include <QHash>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QSqlDriver>
 #include <QVariant>
 
@@ -22,10 +20,10 @@ namespace {
 // any one driver.
 void* objectOf(const QSqlDriver* driver)
 {
-    static QMutex mutex;
+    static std::mutex mutex; // std, not Qt: ThreadSanitizer sees through its waits
     static QHash<const void*, void*> objects; // by vtable: one per driver class
     const void* vtable = *reinterpret_cast<const void* const*>(driver);
-    QMutexLocker locker(&mutex);
+    const std::lock_guard<std::mutex> locker(mutex);
     auto it = objects.constFind(vtable);
     if (it != objects.constEnd())
         return it.value();
@@ -60,7 +58,7 @@ void* handle(const QSqlDriver* driver)
         return nullptr;
     // The first handle() registers its type with Qt under a lock ThreadSanitizer
     // cannot see; one of ours makes that hand-over between threads visible.
-    static std::mutex mutex; // std, not Qt: Qt's own locks are as invisible
+    static std::mutex mutex;
     const std::lock_guard<std::mutex> locker(mutex);
     const QVariant value = driver->handle();
     if (!value.isValid() || !value.constData())
