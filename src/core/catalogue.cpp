@@ -146,25 +146,32 @@ void Catalogue::cleanColumns()
 {
     QMutexLocker locker(&m_columnLock);
     m_columns.remove(m_connection.GetSign());
-    m_transactional.remove(m_connection.GetSign());
+    m_facts.remove(m_connection.GetSign());
 }
 
-bool Catalogue::transactional(const QString& tableName)
+Catalogue::TableFacts Catalogue::tableFacts(const QString& tableName)
 {
-    if (!m_rules.transactionalSql)
-        return true;
+    if (!m_rules.tableFactsSql)
+        return TableFacts();
     const QString sign = m_connection.GetSign();
     {
         QMutexLocker locker(&m_columnLock);
-        const auto tables = m_transactional.constFind(sign);
-        if (tables != m_transactional.constEnd() && tables->contains(tableName))
-            return tables->value(tableName);
+        const auto tables = m_facts.constFind(sign);
+        if (tables != m_facts.constEnd()) {
+            const auto facts = tables->constFind(tableName);
+            if (facts != tables->constEnd())
+                return facts.value();
+        }
     }
-    const RowList rows = read(m_rules.transactionalSql(m_dialect, scope(), tableName));
-    const bool answer = !rows.isEmpty() && rows.first().begin()->toString() == QLatin1String("YES");
+    const RowList rows = read(m_rules.tableFactsSql(m_dialect, scope(), tableName));
+    TableFacts facts;
+    // An unknown table: nothing to rely on.
+    facts.transactional = !rows.isEmpty() && rows.first().value(QStringLiteral("TRANSACTIONS")).toString() == QLatin1String("YES");
+    if (!rows.isEmpty())
+        facts.generatedColumn = rows.first().value(QStringLiteral("GENERATED_COLUMN")).toString();
     QMutexLocker locker(&m_columnLock);
-    m_transactional[sign].insert(tableName, answer);
-    return answer;
+    m_facts[sign].insert(tableName, facts);
+    return facts;
 }
 
 } // namespace Tessark

@@ -38,9 +38,15 @@ public:
     // in schemas and one of them holds the table, else "name".
     QString qualifiedName(const QString& tableName);
 
-    // Whether a failed statement on the table leaves nothing behind once the
-    // transaction is rolled back; cached with the columns.
-    bool transactional(const QString& tableName);
+    // What a write may rely on in a table; cached with the columns.
+    struct TableFacts
+    {
+        // A failed statement leaves nothing behind once rolled back.
+        bool transactional = true;
+        // The column the table fills with generated keys; empty if none is known.
+        QString generatedColumn;
+    };
+    TableFacts tableFacts(const QString& tableName);
     void cleanTables();
     void cleanColumns();
 
@@ -64,7 +70,7 @@ private:
     QMutex m_columnLock;
     QHash<QString, SchemaTables> m_tables;                 // sign -> tables
     QHash<QString, QHash<QString, QStringList>> m_columns; // sign -> table -> columns
-    QHash<QString, QHash<QString, bool>> m_transactional;  // sign -> table -> engine has transactions
+    QHash<QString, QHash<QString, TableFacts>> m_facts;     // sign -> table -> facts
 };
 
 } // namespace Tessark

@@ -1,6 +1,8 @@
 #include "core/clientlibrary_p.h"
 
+#include <QByteArray>
 #include <QHash>
+#include <QPair>
 #include <QSqlDriver>
 #include <QVariant>
 
@@ -43,13 +45,26 @@ void* function(const QSqlDriver* driver, const char* name)
     if (!driver)
         return nullptr;
 #if defined(Q_OS_UNIX)
+    // Looked up once per driver class: some are asked for on every write.
+    static std::mutex mutex;
+    static QHash<QPair<const void*, QByteArray>, void*> functions;
+    const void* vtable = *reinterpret_cast<const void* const*>(driver);
+    {
+        const std::lock_guard<std::mutex> locker(mutex);
+        const auto it = functions.constFind(qMakePair(vtable, QByteArray::fromRawData(name, int(qstrlen(name)))));
+        if (it != functions.constEnd())
+            return it.value();
+    }
     // Searches the plugin first, then the libraries it links.
-    if (void* object = objectOf(driver))
-        return dlsym(object, name);
+    void* object = objectOf(driver);
+    void* found = object ? dlsym(object, name) : nullptr;
+    const std::lock_guard<std::mutex> locker(mutex);
+    functions.insert(qMakePair(vtable, QByteArray(name)), found);
+    return found;
 #else
     Q_UNUSED(name);
-#endif
     return nullptr;
+#endif
 }
 
 void* handle(const QSqlDriver* driver)

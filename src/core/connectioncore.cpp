@@ -529,35 +529,52 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
     return ok;
 }
 
+// A statement sent alone in such a session is a transaction of its own: a
+// round trip each for BEGIN and COMMIT is saved.
+bool ConnectionCore::commitsAlone(QSqlDatabase& db) const
+{
+    return m_rules.writes.commitsAlone && m_rules.writes.commitsAlone(db);
+}
+
 bool ConnectionCore::executeBound(const BoundStatement& bound, const std::function<QString()>& text)
 {
     QMutexLocker locker(workMutex());
     QSqlDatabase db;
     if (!prepare(false, db))
         return false;
-    if (m_rules.writes.transactionInOneTrip) {
-        const QString call = sessionCall(db, bound);
-        switch (call.isEmpty() ? OneTrip::Cannot : m_rules.writes.transactionInOneTrip(db, call)) {
-        case OneTrip::Done:
-            return true;
-        case OneTrip::Failed:
-            // The text tells the failure in the driver's words, as without the shortcut.
-            StatementCache::forget(db, bound.shape);
-            return executeIn(db, text());
-        case OneTrip::Cannot:
-            break;
-        }
-    }
-    if (!begin(db, false))
+    const bool alone = commitsAlone(db);
+    if (!alone && !begin(db, false))
         return false;
     if (!runBound(db, bound, nullptr)) {
-        rollback(db);
+        // A statement alone has undone itself.
+        if (!alone)
+            rollback(db);
         return executeIn(db, text());
     }
-    if (db.commit())
+    if (alone || db.commit())
         return true;
     failedCommit(db);
     return false;
+}
+
+bool ConnectionCore::executeAlone(const QString& sql, QVariant* generatedId)
+{
+    QMutexLocker locker(workMutex());
+    QSqlDatabase db;
+    if (!prepare(sql.isEmpty(), db))
+        return false;
+    if (commitsAlone(db)) {
+        QSqlQuery query(db);
+        const StatementTrace trace;
+        if (query.exec(sql)) {
+            trace.executed(m_sign, sql, query, true);
+            if (generatedId)
+                *generatedId = query.lastInsertId();
+            return true;
+        }
+        // Undone by itself; run as text, the failure is told as without the shortcut.
+    }
+    return executeIn(db, sql);
 }
 
 Row ConnectionCore::queryFirstBound(const BoundStatement& bound, const std::function<QString()>& text)

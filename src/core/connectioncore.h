@@ -121,6 +121,12 @@ protected:
     bool joinsRows() const;
     /// Execution of one statement.
     bool executeBound(const BoundStatement& bound, const std::function<QString()>& text);
+    /// Execution of one record write's text; alone, without BEGIN and COMMIT,
+    /// where the session commits each statement by itself. Only for a table
+    /// whose failed statements leave nothing behind: a failure runs the text
+    /// again in a transaction. generatedId, if given: the key the statement
+    /// generated as the client read it from the reply (invalid where it did not).
+    bool executeAlone(const QString& sql, QVariant* generatedId);
     /// QueryFirst of one statement (an INSERT returning its key, a key query).
     Row queryFirstBound(const BoundStatement& bound, const std::function<QString()>& text);
     /// The plain batch, one statement per record.
@@ -144,6 +150,7 @@ private:
     bool executeIn(QSqlDatabase& db, const QString& sql);
     bool batchIn(QSqlDatabase& db, const QStringList& sqls, const QList<FieldPair>* idQueries,
                  QList<QVariant>* ids, bool continueOnError);
+    bool commitsAlone(QSqlDatabase& db) const;
     bool runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first, ListStatements* own = nullptr);
     ListStatements* listStatements(QSqlDatabase& db) const;
     QString sessionCall(QSqlDatabase& db, const BoundStatement& bound);

@@ -236,15 +236,32 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
         writeKey(obj, keyValue);
         return keyAccepted(keyValue);
     }
+    const Catalogue::TableFacts facts = binds ? Catalogue::TableFacts() : m_catalogue.tableFacts(obj->TableName);
+    // With the generated column left out, the INSERT generated the key, and the
+    // id the client read from the reply is the session's last id.
+    const bool generatedInReply = generatedKey && !facts.generatedColumn.isEmpty()
+        && facts.generatedColumn.toLower() == obj->Key.toLower();
     {
         QMutexLocker locker(&m_executionLock);
-        if (!(binds ? m_connection.executeBound(bound, text) : m_connection.Insert(text())))
+        QVariant generated;
+        bool ok;
+        if (binds)
+            ok = m_connection.executeBound(bound, text);
+        else if (facts.transactional)
+            ok = m_connection.executeAlone(text(), generatedInReply ? &generated : nullptr);
+        else
+            ok = m_connection.Insert(text());
+        if (!ok)
             return false;
         if (generatedKey) {
-            const Row row = readLastId(obj->Key);
-            if (row.isEmpty())
-                return false;
-            keyValue = row.value(obj->Key);
+            if (generated.isValid() && generated.toULongLong() != 0) {
+                keyValue = generated;
+            } else {
+                const Row row = readLastId(obj->Key);
+                if (row.isEmpty())
+                    return false;
+                keyValue = row.value(obj->Key);
+            }
             writeKey(obj, keyValue);
         }
     }
@@ -295,7 +312,7 @@ bool Persistence::InsertList(QList<ObjectModel*> list, bool generatedKey, bool c
     const auto transactional = [&] {
         QString checked;
         for (ObjectModel* obj : qAsConst(list)) {
-            if (obj->TableName != checked && !m_catalogue.transactional(obj->TableName))
+            if (obj->TableName != checked && !m_catalogue.tableFacts(obj->TableName).transactional)
                 return false;
             checked = obj->TableName;
         }
@@ -357,10 +374,14 @@ bool Persistence::Update(ObjectModel* obj)
     const QStringList columns = m_catalogue.columns(obj->TableName);
     const auto text = [&] { return m_dialect.GetUpdateSql(obj->TableName, columns, obj, obj->Key); };
     BoundStatement bound;
-    if (!m_connection.binds() || !m_dialect.bindUpdate(obj->TableName, columns, obj, obj->Key, bound))
+    if (m_connection.binds() && m_dialect.bindUpdate(obj->TableName, columns, obj, obj->Key, bound)) {
+        QMutexLocker locker(&m_executionLock);
+        return m_connection.executeBound(bound, text);
+    }
+    if (!m_catalogue.tableFacts(obj->TableName).transactional)
         return execute(text());
     QMutexLocker locker(&m_executionLock);
-    return m_connection.executeBound(bound, text);
+    return m_connection.executeAlone(text(), nullptr);
 }
 
 bool Persistence::Update(QString tableName, QString key, QList<FieldPair> fields)

@@ -77,9 +77,10 @@ struct CatalogueRules
     QString (*columnSql)(const Dialect& dialect, const QString& scope, const QString& tableName);
     const char* tableRowKey;       // catalogue column holding a table name
     const char* columnRowKey;      // catalogue column holding a column name
-    // One row whose first value is YES when the table's engine has
-    // transactions; null: every table has them.
-    QString (*transactionalSql)(const Dialect& dialect, const QString& scope, const QString& tableName);
+    // One row: TRANSACTIONS, YES when the table's engine has them, and
+    // GENERATED_COLUMN, the column the table fills with generated keys (NULL if
+    // none); null: every table has transactions and none is known to generate.
+    QString (*tableFactsSql)(const Dialect& dialect, const QString& scope, const QString& tableName);
 };
 
 // How record persistence reads a generated key back.
@@ -101,13 +102,6 @@ enum class Binding {
     SqlPrepare, // PREPARE name AS ... with $n once, then EXECUTE name('v', ...)
 };
 
-// What sending a transaction of one statement in one message came to.
-enum class OneTrip {
-    Done,
-    Failed, // nothing stays: the transaction is over
-    Cannot, // the client is out of reach; nothing was sent
-};
-
 struct WriteRules
 {
     Binding binding;
@@ -126,9 +120,10 @@ struct WriteRules
     // A list call's statements through the database's own client; null, or a
     // null result: through the driver as binding says.
     ListStatements* (*listStatements)(QSqlDatabase& db);
-    // Sends BEGIN, statement and COMMIT as one message, ending any failed
-    // transaction; null, or Cannot: one round trip each, through the driver.
-    OneTrip (*transactionInOneTrip)(QSqlDatabase& db, const QString& statement);
+    // Whether db's session now commits each statement by itself (autocommit,
+    // no transaction open): a single write sent alone is then a transaction of
+    // its own, without BEGIN and COMMIT. null: never.
+    bool (*commitsAlone)(QSqlDatabase& db);
 };
 
 struct BackendRules

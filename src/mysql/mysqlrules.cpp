@@ -5,6 +5,7 @@
 #include "core/dialect.h"
 #include "core/rules.h"
 #include "mysql/mysqlhelp.h"
+#include "mysql/mysqlsession_p.h"
 
 namespace Tessark {
 
@@ -24,10 +25,14 @@ QString columnSql(const Dialect& dialect, const QString& databaseName, const QSt
         .arg(dialect.quoted(databaseName), dialect.quoted(tableName));
 }
 
-// MyISAM and the like keep the rows of a failed statement whatever the transaction does.
-QString transactionalSql(const Dialect& dialect, const QString& databaseName, const QString& tableName)
+// MyISAM and the like keep the rows of a failed statement whatever the
+// transaction does; a table has at most one AUTO_INCREMENT column.
+QString tableFactsSql(const Dialect& dialect, const QString& databaseName, const QString& tableName)
 {
-    return QStringLiteral("SELECT e.TRANSACTIONS FROM information_schema.TABLES t JOIN information_schema.ENGINES e "
+    return QStringLiteral("SELECT e.TRANSACTIONS AS TRANSACTIONS, (SELECT c.COLUMN_NAME FROM "
+                          "information_schema.`COLUMNS` c WHERE c.TABLE_SCHEMA=t.TABLE_SCHEMA AND "
+                          "c.TABLE_NAME=t.TABLE_NAME AND c.EXTRA LIKE '%auto_increment%' LIMIT 1) AS GENERATED_COLUMN "
+                          "FROM information_schema.TABLES t JOIN information_schema.ENGINES e "
                           "ON e.ENGINE = t.ENGINE WHERE t.TABLE_SCHEMA=%1 AND t.TABLE_NAME=%2")
         .arg(dialect.quoted(databaseName), dialect.quoted(tableName));
 }
@@ -80,7 +85,7 @@ const BackendRules mysqlRules = {
         columnSql,
         /* tableRowKey */ "TABLE_NAME",
         /* columnRowKey */ "COLUMN_NAME",
-        transactionalSql,
+        tableFactsSql,
     },
     {
         /* fromReturningRow */ false,
@@ -100,7 +105,7 @@ const BackendRules mysqlRules = {
         /* maxBytes */ 16 << 20,
         /* packetLimitSql */ "SELECT @@max_allowed_packet",
         /* listStatements */ nullptr,
-        /* transactionInOneTrip */ nullptr,
+        mysqlCommitsAlone,
     },
     /* generator */ nullptr,
     /* dateTimeFormat: none, callers rely on that */ nullptr,

@@ -73,7 +73,7 @@ const BackendRules oracleRules = {
         columnSql,
         /* tableRowKey */ "TABLE_NAME",
         /* columnRowKey */ "COLUMN_NAME",
-        /* transactionalSql */ nullptr,
+        /* tableFactsSql */ nullptr,
     },
     {
         /* fromReturningRow */ true,
@@ -92,7 +92,7 @@ const BackendRules oracleRules = {
         /* maxBytes */ 0,
         /* packetLimitSql */ nullptr,
         /* listStatements */ nullptr,
-        /* transactionInOneTrip */ nullptr,
+        /* commitsAlone */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

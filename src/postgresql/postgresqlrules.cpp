@@ -114,7 +114,7 @@ const BackendRules postgresqlRules = {
         columnSql,
         /* tableRowKey */ "tablename",
         /* columnRowKey */ "column_name",
-        /* transactionalSql */ nullptr,
+        /* tableFactsSql */ nullptr,
     },
     {
         /* fromReturningRow */ true,
@@ -134,7 +134,7 @@ const BackendRules postgresqlRules = {
         /* maxBytes */ 16 << 20,
         /* packetLimitSql */ nullptr,
         /* listStatements */ nullptr,
-        /* transactionInOneTrip */ postgresqlOneTrip,
+        postgresqlCommitsAlone,
     },
     &postgresqlModelTraits,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

@@ -1,17 +1,13 @@
 #ifndef TESSARK_POSTGRESQL_POSTGRESQLSTATEMENTS_P_H
 #define TESSARK_POSTGRESQL_POSTGRESQLSTATEMENTS_P_H
 
-#include <QString>
-
-#include "core/rules.h"
-
 class QSqlDatabase;
 
 namespace Tessark {
 
-// BEGIN;statement;COMMIT as one simple query through libpq on db's session:
-// a write of one statement then waits for one round trip instead of three.
-OneTrip postgresqlOneTrip(QSqlDatabase& db, const QString& statement);
+// Whether db's session is outside any transaction block, where the server
+// runs a statement sent alone as a transaction of its own.
+bool postgresqlCommitsAlone(QSqlDatabase& db);
 
 } // namespace Tessark
 

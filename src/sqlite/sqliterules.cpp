@@ -82,7 +82,7 @@ const BackendRules sqliteRules = {
         columnSql,
         /* tableRowKey */ "TableName",
         /* columnRowKey */ "name",
-        /* transactionalSql */ nullptr,
+        /* tableFactsSql */ nullptr,
     },
     {
         /* fromReturningRow */ false,
@@ -101,7 +101,7 @@ const BackendRules sqliteRules = {
         /* maxBytes: far below SQLITE_MAX_LENGTH */ 8 << 20,
         /* packetLimitSql */ nullptr,
         /* listStatements */ newSqliteStatements,
-        /* transactionInOneTrip */ nullptr,
+        sqliteCommitsAlone,
     },
     &sqliteModelTraits,
     /* dateTimeFormat: SQLite stores ISO text */ "yyyy-MM-ddTHH:mm:ss",

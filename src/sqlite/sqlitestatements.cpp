@@ -169,4 +169,11 @@ ListStatements* newSqliteStatements(QSqlDatabase& db)
     return new SqliteStatements(api, handle);
 }
 
+bool sqliteCommitsAlone(QSqlDatabase& db)
+{
+    int (*autocommit)(void*) = nullptr;
+    void* handle = ClientLibrary::handle(db.driver());
+    return handle && ClientLibrary::resolve(autocommit, db.driver(), "sqlite3_get_autocommit") && autocommit(handle);
+}
+
 } // namespace Tessark

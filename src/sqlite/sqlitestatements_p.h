@@ -11,6 +11,10 @@ class ListStatements;
 // client's functions cannot be found.
 ListStatements* newSqliteStatements(QSqlDatabase& db);
 
+// Whether db is in autocommit mode (no transaction open), where SQLite runs
+// a statement alone as a transaction of its own.
+bool sqliteCommitsAlone(QSqlDatabase& db);
+
 } // namespace Tessark
 
 #endif // TESSARK_SQLITE_SQLITESTATEMENTS_P_H

@@ -202,6 +202,7 @@ private slots:
 
     // The generated key is read without naming the table, so it costs one row
     // whatever the table holds: the session's own count of rows sent says so.
+    // Single writes commit whatever the session's autocommit.
     void mysqlLastIdReadsOneRow()
     {
         TESSARK_BACKEND_OF(b, Kind::MySQL);
@@ -227,6 +228,26 @@ private slots:
         QVERIFY2(rowsSent() - before < 10, qPrintable(QString::number(rowsSent() - before)));
         QCOMPARE(three.id, q.QueryFirst(maxId).value("m").toInt());
         QCOMPARE(two.id, three.id - 1);
+
+        // A session that no longer commits each statement by itself: each write
+        // is committed all the same, for every other session to see.
+        Person four(table);
+        auto other = b.help(QStringLiteral("other"));
+        auto stored = [&] {
+            return other->QueryFirst(QStringLiteral("select username from %1 where id=%2").arg(table).arg(four.id));
+        };
+        QVERIFY(q.ExecuteSQL(QStringLiteral("SET autocommit=0")));
+        const bool inserted = q.Insert(&four, true, {});
+        const Row afterInsert = stored();
+        QVERIFY(q.ExecuteSQL(QStringLiteral("SET autocommit=0"))); // ends whatever was left open
+        four.UserName = QStringLiteral("four");
+        const bool updated = q.Update(&four);
+        const Row afterUpdate = stored();
+        QVERIFY(q.ExecuteSQL(QStringLiteral("SET autocommit=1")));
+        QVERIFY(inserted && updated);
+        QCOMPARE(four.id, three.id + 1);
+        QVERIFY(!afterInsert.isEmpty());
+        QCOMPARE(afterUpdate.value("username").toString(), QStringLiteral("four"));
     }
 
     // Tables are found in every schema; a bare name is qualified with the first
