@@ -248,6 +248,13 @@ private slots:
         QCOMPARE(four.id, three.id + 1);
         QVERIFY(!afterInsert.isEmpty());
         QCOMPARE(afterUpdate.value("username").toString(), QStringLiteral("four"));
+
+        // Keyed by another column, the id given is not generated: the key read
+        // back is still the session's last generated one.
+        Person named(table, QStringLiteral("UserName"));
+        named.id = four.id + 100;
+        QVERIFY(q.Insert(&named, true, {}));
+        QCOMPARE(named.UserName, QString::number(four.id));
     }
 
     // Tables are found in every schema; a bare name is qualified with the first
