@@ -454,10 +454,9 @@ bool ConnectionCore::joinsRows() const
     return m_rules.writes.multiRowInsert;
 }
 
-// EXECUTE of bound's statement prepared in db's session (PREPARE name AS ...
-// with $n the first time), its values as the very literals the text holds;
-// empty when the session refuses to prepare it.
-QString ConnectionCore::sessionCall(QSqlDatabase& db, const BoundStatement& bound)
+// The name bound's statement is prepared under in db's session (PREPARE
+// name AS ... with $n the first time); empty when the session refuses it.
+QString ConnectionCore::sessionStatement(QSqlDatabase& db, const BoundStatement& bound)
 {
     QString name = StatementCache::sessionName(db, bound.shape);
     if (name.isEmpty()) {
@@ -470,15 +469,7 @@ QString ConnectionCore::sessionCall(QSqlDatabase& db, const BoundStatement& boun
             return QString();
         }
     }
-    const Dialect dialect(m_rules.dialect);
-    QString call = QLatin1String("EXECUTE ") + name;
-    if (!bound.values.isEmpty()) {
-        call += QLatin1String(" (");
-        for (const QVariant& value : bound.values)
-            call += literal(dialect, value) + QLatin1Char(',');
-        call[call.size() - 1] = QLatin1Char(')');
-    }
-    return call;
+    return name;
 }
 
 // Runs bound on db: through own where a list call has it, else prepared once
@@ -516,9 +507,29 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
         return ok;
     }
 
-    const QString call = sessionCall(db, bound);
-    if (call.isEmpty())
+    const QString name = sessionStatement(db, bound);
+    if (name.isEmpty())
         return false;
+    if (!first && m_rules.writes.executePrepared) {
+        switch (m_rules.writes.executePrepared(db, name, bound.values)) {
+        case Sent::Done:
+            return true;
+        case Sent::Failed:
+            StatementCache::forget(db, bound.shape);
+            return false;
+        case Sent::NotSent:
+            break;
+        }
+    }
+    // EXECUTE with the values as the very literals the text holds.
+    const Dialect dialect(m_rules.dialect);
+    QString call = QLatin1String("EXECUTE ") + name;
+    if (!bound.values.isEmpty()) {
+        call += QLatin1String(" (");
+        for (const QVariant& value : bound.values)
+            call += literal(dialect, value) + QLatin1Char(',');
+        call[call.size() - 1] = QLatin1Char(')');
+    }
     QSqlQuery query(db);
     query.setForwardOnly(true);
     const bool ok = query.exec(call);

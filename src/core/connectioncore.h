@@ -153,7 +153,7 @@ private:
     bool commitsAlone(QSqlDatabase& db) const;
     bool runBound(QSqlDatabase& db, const BoundStatement& bound, Row* first, ListStatements* own = nullptr);
     ListStatements* listStatements(QSqlDatabase& db) const;
-    QString sessionCall(QSqlDatabase& db, const BoundStatement& bound);
+    QString sessionStatement(QSqlDatabase& db, const BoundStatement& bound);
     int chunkBytes(QSqlDatabase& db);
     bool open(QSqlDatabase& db);
     void report(Step step, const QSqlError& statementError, const QSqlDatabase& db) const;

@@ -2,6 +2,8 @@
 #define TESSARK_CORE_RULES_H
 
 #include <QString>
+#include <QVariant>
+#include <QVector>
 
 #include "brelvan_global.h"
 #include "Model/types.h"
@@ -102,6 +104,13 @@ enum class Binding {
     SqlPrepare, // PREPARE name AS ... with $n once, then EXECUTE name('v', ...)
 };
 
+// What handing a statement to the database's own client came to.
+enum class Sent {
+    Done,
+    Failed,
+    NotSent, // out of the client's reach: the driver's way then
+};
+
 struct WriteRules
 {
     Binding binding;
@@ -124,6 +133,9 @@ struct WriteRules
     // no transaction open): a single write sent alone is then a transaction of
     // its own, without BEGIN and COMMIT. null: never.
     bool (*commitsAlone)(QSqlDatabase& db);
+    // Executes the statement db's session prepared as name, with values as the
+    // texts the EXECUTE's literals would hold; null: EXECUTE through the driver.
+    Sent (*executePrepared)(QSqlDatabase& db, const QString& name, const QVector<QVariant>& values);
 };
 
 struct BackendRules

@@ -106,6 +106,7 @@ const BackendRules mysqlRules = {
         /* packetLimitSql */ "SELECT @@max_allowed_packet",
         /* listStatements */ nullptr,
         mysqlCommitsAlone,
+        /* executePrepared */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat: none, callers rely on that */ nullptr,

@@ -93,6 +93,7 @@ const BackendRules oracleRules = {
         /* packetLimitSql */ nullptr,
         /* listStatements */ nullptr,
         /* commitsAlone */ nullptr,
+        /* executePrepared */ nullptr,
     },
     /* generator */ nullptr,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

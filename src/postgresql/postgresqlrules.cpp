@@ -135,6 +135,7 @@ const BackendRules postgresqlRules = {
         /* packetLimitSql */ nullptr,
         /* listStatements */ nullptr,
         postgresqlCommitsAlone,
+        postgresqlExecutePrepared,
     },
     &postgresqlModelTraits,
     /* dateTimeFormat */ "yyyy-MM-dd HH:mm:ss",

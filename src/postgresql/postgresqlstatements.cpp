@@ -1,6 +1,8 @@
 #include "postgresql/postgresqlstatements_p.h"
 
+#include <QByteArray>
 #include <QSqlDatabase>
+#include <QVarLengthArray>
 
 #include "core/clientlibrary_p.h"
 
@@ -13,6 +15,60 @@ bool postgresqlCommitsAlone(QSqlDatabase& db)
     void* session = ClientLibrary::handle(db.driver());
     return session && ClientLibrary::resolve(transactionStatus, db.driver(), "PQtransactionStatus")
            && transactionStatus(session) == idle;
+}
+
+namespace {
+
+struct Api
+{
+    void* (*execPrepared)(void*, const char*, int, const char* const*, const int*, const int*, int) = nullptr;
+    int (*resultStatus)(const void*) = nullptr;
+    void (*clear)(void*) = nullptr;
+    const char* (*parameterStatus)(const void*, const char*) = nullptr;
+    int (*clientEncoding)(const void*) = nullptr;
+
+    bool find(const QSqlDriver* driver)
+    {
+        using ClientLibrary::resolve;
+        return resolve(execPrepared, driver, "PQexecPrepared") && resolve(resultStatus, driver, "PQresultStatus")
+               && resolve(clear, driver, "PQclear") && resolve(parameterStatus, driver, "PQparameterStatus")
+               && resolve(clientEncoding, driver, "PQclientEncoding");
+    }
+};
+
+} // namespace
+
+Sent postgresqlExecutePrepared(QSqlDatabase& db, const QString& name, const QVector<QVariant>& values)
+{
+    constexpr int commandOk = 1; // PGRES_COMMAND_OK
+    constexpr int tuplesOk = 2;  // PGRES_TUPLES_OK
+    void* session = ClientLibrary::handle(db.driver());
+    Api api;
+    if (!session || !api.find(db.driver()))
+        return Sent::NotSent;
+    // Only where a quoted literal is read as it stands is the literal's text
+    // the value; the session could have been told otherwise.
+    // The values go as UTF-8, as Qt sends the statement's text where the client
+    // encoding is UTF-8 (Qt sets it so on connecting).
+    constexpr int utf8 = 6; // PG_UTF8
+    if (qstrcmp(api.parameterStatus(session, "standard_conforming_strings"), "on") != 0
+        || api.clientEncoding(session) != utf8)
+        return Sent::NotSent;
+    QVarLengthArray<QByteArray, 16> texts;
+    QVarLengthArray<const char*, 16> pointers;
+    texts.reserve(values.size());
+    for (const QVariant& value : values) {
+        texts.append(value.isNull() ? QByteArray() : value.toString().toUtf8());
+        // A NUL would end the value early; the literal makes the text fail.
+        if (texts.last().contains('\0'))
+            return Sent::NotSent;
+        pointers.append(value.isNull() ? nullptr : texts.last().constData());
+    }
+    void* result = api.execPrepared(session, name.toUtf8().constData(), int(values.size()), pointers.constData(),
+                                    nullptr, nullptr, 0);
+    const int status = result ? api.resultStatus(result) : -1;
+    api.clear(result);
+    return status == commandOk || status == tuplesOk ? Sent::Done : Sent::Failed;
 }
 
 } // namespace Tessark

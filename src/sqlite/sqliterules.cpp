@@ -102,6 +102,7 @@ const BackendRules sqliteRules = {
         /* packetLimitSql */ nullptr,
         /* listStatements */ newSqliteStatements,
         sqliteCommitsAlone,
+        /* executePrepared */ nullptr,
     },
     &sqliteModelTraits,
     /* dateTimeFormat: SQLite stores ISO text */ "yyyy-MM-ddTHH:mm:ss",

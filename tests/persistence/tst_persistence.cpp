@@ -257,6 +257,39 @@ private slots:
         QCOMPARE(named.UserName, QString::number(four.id));
     }
 
+    // Values reach the server as the statement's literals would give them: a
+    // session reading backslashes as escapes gets what the text stores, and a
+    // NUL fails as it does in the text.
+    void postgresqlValuesAsLiterals()
+    {
+        TESSARK_BACKEND_OF(b, Kind::PostgreSQL);
+        const QString table = uniqueName("literal");
+        DropTables drop{b, {table}};
+        QVERIFY(b.exec(b.createPersonTable(table)));
+        PostgreSQLQuery q;
+        b.init(q);
+        Person fast(table), text(table);
+        QVERIFY(q.Insert(&fast, true, {}) && q.Insert(&text, true, {}));
+        auto stored = [&](const Person& p) {
+            return q.QueryFirst(QStringLiteral("select username from %1 where id=%2").arg(table).arg(p.id))
+                .value("username");
+        };
+
+        QVERIFY(q.ExecuteSQL("SET escape_string_warning=off; SET standard_conforming_strings=off"));
+        fast.UserName = text.UserName = QStringLiteral("a\\tb");
+        const bool updated = q.Update(&fast);
+        const bool byText = q.ExecuteSQL(q.GetUpdateSql(table, q.GetColumnNames(table), &text, "id"));
+        QVERIFY(q.ExecuteSQL("SET standard_conforming_strings=on"));
+        QVERIFY(updated && byText);
+        QCOMPARE(stored(fast), stored(text));
+
+        LogFolder log;
+        fast.UserName = QStringLiteral("a") + QChar(0) + QStringLiteral("b");
+        QVERIFY(!q.Update(&fast));
+        QCOMPARE(stored(fast), stored(text));
+        QVERIFY(!log.readAll().isEmpty());
+    }
+
     // Tables are found in every schema; a bare name is qualified with the first
     // schema that holds it, as passed.
     void postgresqlSchemas()
