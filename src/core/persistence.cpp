@@ -91,6 +91,16 @@ bool Persistence::execute(const QString& sql)
     return m_connection.Execution(sql);
 }
 
+// A statement writing to tableName, as a transaction of its own: alone where
+// the session commits each statement by itself, if a failed statement leaves
+// nothing behind in that table (so that running it again as text is harmless).
+bool Persistence::write(const QString& tableName, const QString& sql)
+{
+    const bool undone = m_catalogue.tableFacts(tableName).transactional;
+    QMutexLocker locker(&m_executionLock);
+    return undone ? m_connection.executeAlone(sql, nullptr) : m_connection.Execution(sql);
+}
+
 bool Persistence::executeList(const QStringList& sqls, bool continueOnError)
 {
     QMutexLocker locker(&m_executionLock);
@@ -378,10 +388,7 @@ bool Persistence::Update(ObjectModel* obj)
         QMutexLocker locker(&m_executionLock);
         return m_connection.executeBound(bound, text);
     }
-    if (!m_catalogue.tableFacts(obj->TableName).transactional)
-        return execute(text());
-    QMutexLocker locker(&m_executionLock);
-    return m_connection.executeAlone(text(), nullptr);
+    return write(obj->TableName, text());
 }
 
 bool Persistence::Update(QString tableName, QString key, QList<FieldPair> fields)
@@ -389,7 +396,7 @@ bool Persistence::Update(QString tableName, QString key, QList<FieldPair> fields
     if (rejectNoKey(key, "Update"))
         return false;
     m_catalogue.refreshTables();
-    return execute(m_dialect.GetUpdateSql(tableName, key, m_catalogue.columns(tableName), fields));
+    return write(tableName, m_dialect.GetUpdateSql(tableName, key, m_catalogue.columns(tableName), fields));
 }
 
 bool Persistence::UpdateByKey(ObjectModel* obj, QString keyName)
@@ -401,7 +408,7 @@ bool Persistence::UpdateByKey(ObjectModel* obj, QString keyName)
     const QStringList columns = m_catalogue.columns(obj->TableName);
     if (rejectNoKey(PropertyPlan::containsColumn(columns, keyName), "UpdateByKey"))
         return false;
-    return execute(m_dialect.GetUpdateSqlByKey(obj->TableName, keyName, columns, obj));
+    return write(obj->TableName, m_dialect.GetUpdateSqlByKey(obj->TableName, keyName, columns, obj));
 }
 
 bool Persistence::UpdateList(QList<ObjectModel*> list, bool continueOnError)
@@ -437,7 +444,7 @@ bool Persistence::Delete(QString tableName, QString key, QList<FieldPair> fields
     if (rejectNoKey(key, "Delete"))
         return false;
     m_catalogue.refreshTables();
-    return execute(m_dialect.GetDeleteSql(tableName, key, fields));
+    return write(tableName, m_dialect.GetDeleteSql(tableName, key, fields));
 }
 
 bool Persistence::Delete(QString column, QVariant value, QString tableName)
@@ -445,7 +452,7 @@ bool Persistence::Delete(QString column, QVariant value, QString tableName)
     if (rejectNoKey(column, "Delete"))
         return false;
     m_catalogue.refreshTables();
-    return execute(m_dialect.GetDeleteSql(tableName, column, value));
+    return write(tableName, m_dialect.GetDeleteSql(tableName, column, value));
 }
 
 bool Persistence::Delete(QString column, QVariant value, ObjectModel* obj)
@@ -453,13 +460,13 @@ bool Persistence::Delete(QString column, QVariant value, ObjectModel* obj)
     if (rejectNull(obj, "Delete") || rejectNoKey(column, "Delete"))
         return false;
     m_catalogue.refreshTables();
-    return execute(m_dialect.GetDeleteSql(obj->TableName, column, value));
+    return write(obj->TableName, m_dialect.GetDeleteSql(obj->TableName, column, value));
 }
 
 bool Persistence::DeleteAll(QString tableName)
 {
     m_catalogue.refreshTables();
-    return execute(m_dialect.GetDeleteAllSql(tableName));
+    return write(tableName, m_dialect.GetDeleteAllSql(tableName));
 }
 
 bool Persistence::DeleteList(QList<ObjectModel*> list, bool continueOnError)

@@ -61,6 +61,7 @@ private:
     class BatchColumns;
 
     bool execute(const QString& sql);
+    bool write(const QString& tableName, const QString& sql);
     bool executeList(const QStringList& sqls, bool continueOnError);
     bool insertBatch(const QStringList& sqls, const QList<FieldPair>& idQueries, QList<QVariant>& ids,
                      bool continueOnError);
