@@ -11,6 +11,7 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
 #include <memory>
 
 #include "core/dialect.h"
@@ -510,8 +511,10 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
     const QString name = sessionStatement(db, bound);
     if (name.isEmpty())
         return false;
-    if (!first && m_rules.writes.executePrepared) {
-        switch (m_rules.writes.executePrepared(db, name, bound.values)) {
+    // A row is read by the client only where Qt's driver gave it as integers
+    // and text before, which the client gives alike.
+    if (m_rules.writes.executePrepared && (!first || StatementCache::plainRows(db, name))) {
+        switch (m_rules.writes.executePrepared(db, name, bound.values, first)) {
         case Sent::Done:
             return true;
         case Sent::Failed:
@@ -533,8 +536,16 @@ bool ConnectionCore::runBound(QSqlDatabase& db, const BoundStatement& bound, Row
     QSqlQuery query(db);
     query.setForwardOnly(true);
     const bool ok = query.exec(call);
-    if (ok && first && query.isSelect() && query.next())
+    if (ok && first && query.isSelect() && query.next()) {
         *first = Columns(query.record()).read(query);
+        const bool plain = std::all_of(first->cbegin(), first->cend(), [](const QVariant& v) {
+            const int type = v.userType();
+            return type == QMetaType::Int || type == QMetaType::LongLong || type == QMetaType::ULongLong
+                   || type == QMetaType::QString;
+        });
+        if (plain)
+            StatementCache::setPlainRows(db, name);
+    }
     if (!ok)
         StatementCache::forget(db, bound.shape);
     return ok;

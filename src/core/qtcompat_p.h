@@ -4,6 +4,7 @@
 // The few places where Qt 5 and Qt 6 offer no common form.
 
 #include <QTextStream>
+#include <QVariant>
 #include <QtGlobal>
 
 namespace Tessark {
@@ -15,6 +16,16 @@ inline void useUtf8(QTextStream& stream)
     stream.setCodec("UTF-8");
 #else
     stream.setEncoding(QStringConverter::Utf8);
+#endif
+}
+
+// A null value of a type, as Qt's drivers give a NULL.
+inline QVariant typedNull(int type)
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    return QVariant(QVariant::Type(type));
+#else
+    return QVariant(QMetaType(type));
 #endif
 }
 

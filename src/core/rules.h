@@ -134,8 +134,10 @@ struct WriteRules
     // its own, without BEGIN and COMMIT. null: never.
     bool (*commitsAlone)(QSqlDatabase& db);
     // Executes the statement db's session prepared as name, with values as the
-    // texts the EXECUTE's literals would hold; null: EXECUTE through the driver.
-    Sent (*executePrepared)(QSqlDatabase& db, const QString& name, const QVector<QVariant>& values);
+    // texts the EXECUTE's literals would hold; first, if given, takes the first
+    // row, each value as Qt's driver gives integers and text. null: EXECUTE
+    // through the driver.
+    Sent (*executePrepared)(QSqlDatabase& db, const QString& name, const QVector<QVariant>& values, Row* first);
 };
 
 struct BackendRules

@@ -1,6 +1,7 @@
 #include "core/statementcache_p.h"
 
 #include <QHash>
+#include <QSet>
 #include <QPointer>
 #include <QSqlDriver>
 
@@ -16,6 +17,7 @@ struct Connection
     QPointer<QSqlDriver> driver;
     QHash<QString, QSqlQuery> queries;
     QHash<QString, QString> names; // statements prepared in the session by name
+    QSet<QString> plainRows;       // names whose rows the client reads as Qt does
     int nextName = 0;
     int packetLimit = 0;
 };
@@ -74,8 +76,10 @@ QString sessionName(const QSqlDatabase& db, const QString& shape)
 QString nameFor(const QSqlDatabase& db, const QString& shape)
 {
     Connection& c = of(db);
-    if (c.names.size() >= maxStatements)
+    if (c.names.size() >= maxStatements) {
         c.names.clear(); // the session keeps them; names are never reused
+        c.plainRows.clear();
+    }
     const QString name = QStringLiteral("tessark_%1").arg(++c.nextName);
     c.names.insert(shape, name);
     return name;
@@ -85,7 +89,17 @@ void forget(const QSqlDatabase& db, const QString& shape)
 {
     Connection& c = of(db);
     c.queries.remove(shape);
-    c.names.remove(shape);
+    c.plainRows.remove(c.names.take(shape));
+}
+
+bool plainRows(const QSqlDatabase& db, const QString& name)
+{
+    return of(db).plainRows.contains(name);
+}
+
+void setPlainRows(const QSqlDatabase& db, const QString& name)
+{
+    of(db).plainRows.insert(name);
 }
 
 int packetLimit(const QSqlDatabase& db)

@@ -22,6 +22,11 @@ QString sessionName(const QSqlDatabase& db, const QString& shape);
 // A new name for shape, to be prepared in db's session.
 QString nameFor(const QSqlDatabase& db, const QString& shape);
 
+// Whether the rows of the statement prepared as name hold only values the
+// database's client gives as Qt's driver does (integers and text).
+bool plainRows(const QSqlDatabase& db, const QString& name);
+void setPlainRows(const QSqlDatabase& db, const QString& name);
+
 // Drops shape after it failed, so the next use prepares it again.
 void forget(const QSqlDatabase& db, const QString& shape);
 

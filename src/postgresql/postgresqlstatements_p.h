@@ -17,7 +17,7 @@ bool postgresqlCommitsAlone(QSqlDatabase& db);
 
 // PQexecPrepared on db's session: the server takes each value as it would
 // read it from a quoted literal, without parsing an EXECUTE statement.
-Sent postgresqlExecutePrepared(QSqlDatabase& db, const QString& name, const QVector<QVariant>& values);
+Sent postgresqlExecutePrepared(QSqlDatabase& db, const QString& name, const QVector<QVariant>& values, Row* first);
 
 } // namespace Tessark
 
