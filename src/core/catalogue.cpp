@@ -153,23 +153,26 @@ Catalogue::TableFacts Catalogue::tableFacts(const QString& tableName)
 {
     if (!m_rules.tableFactsSql)
         return TableFacts();
+    // Held while reading, as for the columns: one thread reads a table's facts
+    // and no cached entry is ever overwritten under another's copy.
+    QMutexLocker locker(&m_columnLock);
     const QString sign = m_connection.GetSign();
-    {
-        QMutexLocker locker(&m_columnLock);
-        const auto tables = m_facts.constFind(sign);
-        if (tables != m_facts.constEnd()) {
-            const auto facts = tables->constFind(tableName);
-            if (facts != tables->constEnd())
-                return facts.value();
-        }
+    const auto tables = m_facts.constFind(sign);
+    if (tables != m_facts.constEnd()) {
+        const auto facts = tables->constFind(tableName);
+        if (facts != tables->constEnd())
+            return facts.value();
     }
     const RowList rows = read(m_rules.tableFactsSql(m_dialect, scope(), tableName));
     TableFacts facts;
     // An unknown table: nothing to rely on.
-    facts.transactional = !rows.isEmpty() && rows.first().value(QStringLiteral("TRANSACTIONS")).toString() == QLatin1String("YES");
-    if (!rows.isEmpty())
-        facts.generatedColumn = rows.first().value(QStringLiteral("GENERATED_COLUMN")).toString();
-    QMutexLocker locker(&m_columnLock);
+    if (!rows.isEmpty()) {
+        const Row& row = rows.first();
+        facts.transactional = row.value(QStringLiteral("TRANSACTIONS")).toString() == QLatin1String("YES");
+        facts.generatedColumn = row.value(QStringLiteral("GENERATED_COLUMN")).toString();
+    } else {
+        facts.transactional = false;
+    }
     m_facts[sign].insert(tableName, facts);
     return facts;
 }
