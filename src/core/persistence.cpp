@@ -98,7 +98,14 @@ bool Persistence::write(const QString& tableName, const QString& sql)
 {
     const bool undone = m_catalogue.tableFacts(tableName).transactional;
     QMutexLocker locker(&m_executionLock);
-    return undone ? m_connection.executeAlone(sql, nullptr) : m_connection.Execution(sql);
+    return writeLocked(undone, sql, nullptr);
+}
+
+// write() for a caller holding the execution lock; generatedId as in
+// ConnectionCore::executeAlone, left invalid without the shortcut.
+bool Persistence::writeLocked(bool undone, const QString& sql, QVariant* generatedId)
+{
+    return undone ? m_connection.executeAlone(sql, generatedId) : m_connection.Execution(sql);
 }
 
 bool Persistence::executeList(const QStringList& sqls, bool continueOnError)
@@ -254,13 +261,8 @@ bool Persistence::Insert(ObjectModel* obj, bool generatedKey, QStringList exclud
     {
         QMutexLocker locker(&m_executionLock);
         QVariant generated;
-        bool ok;
-        if (binds)
-            ok = m_connection.executeBound(bound, text);
-        else if (facts.transactional)
-            ok = m_connection.executeAlone(text(), generatedInReply ? &generated : nullptr);
-        else
-            ok = m_connection.Insert(text());
+        const bool ok = binds ? m_connection.executeBound(bound, text)
+                              : writeLocked(facts.transactional, text(), generatedInReply ? &generated : nullptr);
         if (!ok)
             return false;
         if (generatedKey) {

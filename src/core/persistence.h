@@ -62,6 +62,7 @@ private:
 
     bool execute(const QString& sql);
     bool write(const QString& tableName, const QString& sql);
+    bool writeLocked(bool undone, const QString& sql, QVariant* generatedId);
     bool executeList(const QStringList& sqls, bool continueOnError);
     bool insertBatch(const QStringList& sqls, const QList<FieldPair>& idQueries, QList<QVariant>& ids,
                      bool continueOnError);
